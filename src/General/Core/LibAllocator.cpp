@@ -1,0 +1,108 @@
+// TLibAllocator over the heap layer, with its lock, the out-of-memory text and the test
+// switches.
+#include "General/Core/LibAllocator.h"
+
+#include <cstring>
+
+#include "General/Core/DebugServices.h"
+#include "General/Core/VAllocator.h"
+#include "General/Platform/CriticalSection.h"
+#include "General/Platform/DebugOutput.h"
+
+namespace {
+constexpr const char *kOutOfMemory = "*****************************\nGame over man! Out of "
+                                     "memory!\n*****************************\n";
+} // namespace
+
+TLibAllocator::TLibAllocator()
+    : m_Tracking(false), m_Valid(false), m_FootprintAddition(0), m_CurrentComponent(nullptr),
+      m_Lock(nullptr) {
+    (void)_VarnelExpandMsg("%s", ""); // the debug services start with the heap
+    m_Lock = new TCriticalSection;
+    (void)m_Lock->Lock();
+    (void)TViewStack::Initialise(); // the result is of no use here
+    m_Valid = true;
+    (void)m_Lock->Release();
+}
+
+TLibAllocator::~TLibAllocator() {
+    (void)m_Lock->Lock();
+    TViewStack::ShutDown();
+    m_Valid = false;
+    (void)m_Lock->Release();
+    delete m_Lock;
+    m_Lock = nullptr;
+}
+
+unsigned char *TLibAllocator::AllocLocked(size_t size) {
+    if (m_Faults.ShouldFail())
+        return nullptr;
+    // Blocks released by statics that outlive the allocator at exit still reach the heap,
+    // without the lock that is gone by then.
+    if (!m_Valid)
+        return static_cast<unsigned char *>(VMalloc(size));
+    (void)m_Lock->Lock();
+    auto *block = static_cast<unsigned char *>(VMalloc(size));
+    (void)m_Lock->Release();
+    if (block != nullptr)
+        m_LiveBlocks.fetch_add(1, std::memory_order_relaxed);
+    return block;
+}
+
+void TLibAllocator::UnallocLocked(void *raw) {
+    if (!m_Valid) {
+        VFree(raw);
+        return;
+    }
+    (void)m_Lock->Lock();
+    VFree(raw);
+    (void)m_Lock->Release();
+    m_LiveBlocks.fetch_sub(1, std::memory_order_relaxed);
+}
+
+unsigned char *TLibAllocator::Alloc(unsigned long size) {
+    unsigned char *block = AllocLocked(size);
+    if (block == nullptr)
+        OutputDebugStringA(kOutOfMemory);
+    return block;
+}
+
+void TLibAllocator::Unalloc(unsigned char *block) {
+    if (block != nullptr)
+        UnallocLocked(block);
+}
+
+unsigned char *TLibAllocator::AllocAligned(int size, int alignment) {
+    constexpr size_t kBack = sizeof(unsigned char *);
+    if (size < 0 || alignment <= 0 || (alignment & (alignment - 1)) != 0)
+        return nullptr;
+    unsigned char *raw = AllocLocked(static_cast<size_t>(size) + alignment + kBack);
+    if (raw == nullptr) {
+        OutputDebugStringA(kOutOfMemory);
+        return nullptr;
+    }
+    // Always pad by a whole `alignment`, even when raw + kBack is already aligned, so the
+    // back pointer always fits in front of the result.
+    uintptr_t base = reinterpret_cast<uintptr_t>(raw) + kBack;
+    uintptr_t result = base - (base & static_cast<uintptr_t>(alignment - 1)) + alignment;
+    auto *out = reinterpret_cast<unsigned char *>(result);
+    std::memcpy(out - kBack, &raw, kBack);
+    return out;
+}
+
+void TLibAllocator::UnallocAligned(unsigned char *block) {
+    if (block == nullptr)
+        return;
+    unsigned char *raw = nullptr;
+    std::memcpy(&raw, block - sizeof(unsigned char *), sizeof(unsigned char *));
+    UnallocLocked(raw);
+}
+
+unsigned long TLibAllocator::GetTotalAlloc() { return VTotalAlloc(); }
+
+unsigned long TLibAllocator::GetMemoryFootprint() { return VMemFootPrint() + m_FootprintAddition; }
+
+TLibAllocator &NotInlinedSingletonTLibAllocator() {
+    static TLibAllocator allocator;
+    return allocator;
+}
