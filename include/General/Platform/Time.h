@@ -3,7 +3,10 @@
 // for seconds. The process clock is the TTimer behind GetGlobalTime.
 #pragma once
 
+#include <cstdint>
+
 #include "General/Core/Export.h"
+#include "General/Core/LibAllocator.h"
 #include "General/Platform/PlatformConfig.h"
 
 /// A signed 64-bit count of microseconds: a duration, or an instant on some clock.
@@ -95,3 +98,142 @@ inline constexpr TTime TTime::Zero = TTime(0);
 inline constexpr TTime TTime::Max = TTime(0x7FFFFFFFFFFFFFFFLL);
 
 static_assert(sizeof(TTime) == 8);
+
+/// Says how much real time has passed; the source of a TTimer.
+class VLIB_API TTimerSource : public TBaseAllocator {
+public:
+    virtual ~TTimerSource();
+    /// Moves the mark to now.
+    virtual void Reset() = 0;
+    /// The real time since the mark, which moves up by what is returned.
+    virtual void GetElapsed(TTime &out) = 0;
+};
+
+/// The monotonic clock at nanosecond resolution. Only whole microseconds are handed out; the
+/// remainder stays behind the mark, so a clock polled in a tight loop still advances.
+class VLIB_API TTimerSourcePerformance : public TTimerSource {
+public:
+    TTimerSourcePerformance();
+    ~TTimerSourcePerformance() override;
+    void Reset() override;
+    void GetElapsed(TTime &out) override;
+
+private:
+    __int64 m_Last; // counter at the mark, in nanoseconds
+};
+
+/// A 32-bit millisecond tick; the fallback when the monotonic clock cannot be read.
+class VLIB_API TTimerSourceTicks : public TTimerSource {
+public:
+    TTimerSourceTicks();
+    ~TTimerSourceTicks() override;
+    void Reset() override;
+    /// The tick difference taken as a signed 32-bit value, so a wrapped tick still counts.
+    void GetElapsed(TTime &out) override;
+
+private:
+    uint32_t m_Last;
+};
+
+/// A clock that runs at a chosen rate and can be paused. GetTime moves the source's mark, so
+/// a timer belongs to one thread at a time; a thread that needs a clock of its own makes its
+/// own TTimer.
+class VLIB_API TTimer : public TBaseAllocator {
+public:
+    /// Starts at zero, at rate 1.0, running.
+    TTimer();
+    /// As the default, over the given source (owned), for clocks that do not run on real
+    /// time.
+    explicit TTimer(TTimerSource *ownedSource);
+    /// Copies the state; the copy gets a new source of its own, reset now.
+    TTimer(const TTimer &other);
+    TTimer &operator=(const TTimer &other);
+    ~TTimer();
+
+    /// Brings the clock up to date and returns it. The common case, running at rate 1.0, is
+    /// inline: one call to the source and an integer add.
+    TTime GetTime() {
+        if (!paused) {
+            if (rate == 1.0f && source != nullptr) {
+                TTime elapsed;
+                source->GetElapsed(elapsed);
+                time += elapsed;
+            } else {
+                Advance();
+            }
+        }
+        return time;
+    }
+    /// Sets the clock; no real time from before the call is added later.
+    void SetTime(TTime t);
+    void AddTime(TTime t) { time += t; }
+    /// Changes the rate from now on; time already passed counts at the old rate.
+    void SetRate(float r);
+    float GetRate() const { return rate; }
+    void Pause();
+    /// Runs again; the time spent paused never reaches the clock.
+    void Unpause();
+    bool Paused() const { return paused; }
+
+private:
+    void Advance();
+
+    bool paused;
+    float rate;
+    TTime time;
+    TTimerSource *source; // owned; null only if its allocation failed
+};
+
+/// Holds the process's one TTimer; not inlined so every module sees this library's.
+VLIB_API VLIB_NOINLINE TTimer &NotInlinedSingletonTTimer();
+
+/// The process clock: zero when first asked for, rate 1.0. It belongs to the main thread.
+inline TTimer &GetGlobalTime() {
+    static TTimer &rObject = NotInlinedSingletonTTimer();
+    return rObject;
+}
+
+/// GetGlobalTime().GetTime().
+inline TTime GetTimeNow() {
+    return GetGlobalTime().GetTime();
+}
+
+/// Measures spans on the global clock, so it follows that clock's rate and pauses.
+class VLIB_API TStopWatch {
+public:
+    /// Sets only `paused`: call Start before the first Stop.
+    TStopWatch() : paused(false) {}
+
+    /// Starts afresh: nothing accumulated, running.
+    void Start();
+    /// The time measured; a paused watch answers what it accumulated and runs again.
+    TTime Stop();
+    /// As Stop, and restarts the span at now; what was accumulated stays.
+    TTime StopStart();
+    /// Banks the span so far and stops counting.
+    void Pause();
+    void UnPause();
+
+private:
+    TTime start;
+    TTime accumulated;
+    bool paused;
+};
+
+/// A 32-bit stamp whose differences are always zero: GetTimeStamp answers 0.
+class VLIB_API TTimeStamp {
+public:
+    TTimeStamp() : m_Stamp(0) {}
+    void Start() { m_Stamp = GetTimeStamp(); }
+    uint32_t Stop() const { return GetTimeStamp() - m_Stamp; }
+    uint32_t StopStart() {
+        const uint32_t now = GetTimeStamp();
+        const uint32_t span = now - m_Stamp;
+        m_Stamp = now;
+        return span;
+    }
+    static uint32_t GetTimeStamp() { return 0; }
+
+private:
+    uint32_t m_Stamp;
+};

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
+#include <thread>
 
 TEST(Time, ConstantsAndDefault) {
     EXPECT_EQ(TTime::Zero.GetValue(), 0);
@@ -120,4 +122,221 @@ TEST(Time, DoubleScalingTruncates) {
     EXPECT_EQ(u.GetValue(), 5);
     EXPECT_EQ(r.GetValue(), 5);
     EXPECT_EQ((u /= 2.0).GetValue(), 2);
+}
+
+namespace {
+
+// A source that hands out exactly what the test puts into it.
+class TManualSource : public TTimerSource {
+public:
+    explicit TManualSource(int *resets) : m_Resets(resets) {}
+    void Reset() override {
+        m_Pending = 0;
+        ++*m_Resets;
+    }
+    void GetElapsed(TTime &out) override {
+        out = TTime(m_Pending);
+        m_Pending = 0;
+    }
+    void Pass(__int64 micro) { m_Pending += micro; }
+
+private:
+    __int64 m_Pending = 0;
+    int *m_Resets; // not owned
+};
+
+struct ManualTimer {
+    int resets = 0;
+    TManualSource *source = new TManualSource(&resets); // owned by the timer
+    TTimer timer{source};
+};
+
+} // namespace
+
+TEST(Timer, RateAppliesOnlyFromTheChangeOn) {
+    ManualTimer m;
+    m.source->Pass(1000);
+    EXPECT_EQ(m.timer.GetTime().GetValue(), 1000);
+    m.source->Pass(500);
+    m.timer.SetRate(2.0f); // the 500 before the change count at rate 1
+    EXPECT_FLOAT_EQ(m.timer.GetRate(), 2.0f);
+    m.source->Pass(1000);
+    EXPECT_EQ(m.timer.GetTime().GetValue(), 1000 + 500 + 2000);
+    m.timer.SetRate(0.5f);
+    m.source->Pass(3);
+    EXPECT_EQ(m.timer.GetTime().GetValue(), 3500 + 1); // 1.5 truncated
+}
+
+TEST(Timer, PauseStopsTheClockAndUnpauseDropsThePausedSpan) {
+    ManualTimer m;
+    m.source->Pass(700);
+    m.timer.Pause();
+    EXPECT_TRUE(m.timer.Paused());
+    m.source->Pass(300);
+    m.timer.Pause(); // a second pause must not bring the clock up to date
+    EXPECT_EQ(m.timer.GetTime().GetValue(), 700);
+    m.timer.SetRate(3.0f); // paused: only stores the rate
+    EXPECT_EQ(m.timer.GetTime().GetValue(), 700);
+    m.timer.AddTime(TTime(50)); // moves a paused clock too
+    EXPECT_EQ(m.timer.GetTime().GetValue(), 750);
+    m.timer.Unpause();
+    EXPECT_FALSE(m.timer.Paused());
+    m.source->Pass(10);
+    // Scaled time goes through seconds and back in double precision and is truncated:
+    // 10 * 3 * 1e-6 * 1e6 is 29.999..., so 29.
+    EXPECT_EQ(m.timer.GetTime().GetValue(), 750 + 29);
+}
+
+TEST(Timer, SetTimeForgetsRealTimeBeforeIt) {
+    ManualTimer m;
+    m.source->Pass(400);
+    const int resetsBefore = m.resets;
+    m.timer.SetTime(TTime(-5));
+    EXPECT_EQ(m.resets, resetsBefore + 1);
+    EXPECT_EQ(m.timer.GetTime().GetValue(), -5);
+    m.source->Pass(5);
+    EXPECT_EQ(m.timer.GetTime().GetValue(), 0);
+}
+
+TEST(Timer, CopyTakesTheStateAndAFreshSourceOfItsOwn) {
+    ManualTimer m;
+    m.timer.SetRate(0.25f);
+    m.source->Pass(4000);
+    (void)m.timer.GetTime(); // 1000
+    m.timer.Pause();
+    TTimer copy(m.timer);
+    EXPECT_TRUE(copy.Paused());
+    EXPECT_FLOAT_EQ(copy.GetRate(), 0.25f);
+    EXPECT_EQ(copy.GetTime().GetValue(), 1000);
+    // The copy runs on real time: unpaused, it moves by itself while the original stays put.
+    copy.SetRate(1.0f);
+    copy.Unpause();
+    const TTime start = copy.GetTime();
+    TTime now = start;
+    for (int i = 0; i < 1000000 && now == start; ++i)
+        now = copy.GetTime();
+    EXPECT_GT(now, start);
+    EXPECT_EQ(m.timer.GetTime().GetValue(), 1000);
+
+    TTimer assigned;
+    assigned = m.timer;
+    EXPECT_TRUE(assigned.Paused());
+    EXPECT_EQ(assigned.GetTime().GetValue(), 1000);
+}
+
+TEST(Timer, PerformanceSourceLosesNothingWhenPolledFast) {
+    // Thousands of calls less than a microsecond apart: a source that dropped the part of a
+    // microsecond at each call would stall.
+    TTimerSourcePerformance source;
+    const auto begin = std::chrono::steady_clock::now();
+    __int64 sum = 0;
+    while (std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(3)) {
+        TTime elapsed;
+        source.GetElapsed(elapsed);
+        EXPECT_GE(elapsed.GetValue(), 0);
+        sum += elapsed.GetValue();
+    }
+    const auto wall = std::chrono::duration_cast<std::chrono::microseconds>(
+                          std::chrono::steady_clock::now() - begin)
+                          .count();
+    EXPECT_GE(sum, 3000 - 1);
+    EXPECT_LE(sum, wall + 1);
+}
+
+TEST(Timer, TickSourceCountsMilliseconds) {
+    TTimerSourceTicks source;
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    TTime elapsed;
+    source.GetElapsed(elapsed);
+    EXPECT_EQ(elapsed.GetValue() % 1000, 0);
+    EXPECT_GE(elapsed.GetValue(), 20000); // the coarse clock ticks every few milliseconds
+    EXPECT_LT(elapsed.GetValue(), 5000000);
+}
+
+TEST(Timer, GlobalTimeIsOneRunningClock) {
+    EXPECT_EQ(&GetGlobalTime(), &NotInlinedSingletonTTimer());
+    TTimer &timer = GetGlobalTime();
+    EXPECT_FALSE(timer.Paused());
+    EXPECT_FLOAT_EQ(timer.GetRate(), 1.0f);
+    const TTime a = GetTimeNow();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    const TTime b = GetTimeNow();
+    EXPECT_GE((b - a).GetValue(), 2000);
+}
+
+namespace {
+
+// Stops the global clock for a test, so stopwatch spans are set by hand with AddTime.
+class StopWatchTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        GetGlobalTime().Pause();
+        GetGlobalTime().SetTime(TTime(1000000));
+    }
+    void TearDown() override { GetGlobalTime().Unpause(); }
+    static void Pass(__int64 micro) { GetGlobalTime().AddTime(TTime(micro)); }
+};
+
+} // namespace
+
+TEST_F(StopWatchTest, StopLeavesTheWatchRunning) {
+    TStopWatch watch;
+    watch.Start();
+    Pass(250);
+    EXPECT_EQ(watch.Stop().GetValue(), 250);
+    Pass(100);
+    EXPECT_EQ(watch.Stop().GetValue(), 350);
+}
+
+TEST_F(StopWatchTest, PauseBanksTheSpan) {
+    TStopWatch watch;
+    watch.Start();
+    Pass(300);
+    watch.Pause();
+    Pass(1000); // not counted
+    EXPECT_EQ(watch.Stop().GetValue(), 300);
+    // Stop unpaused the watch without restarting the span, which still began at Start.
+    Pass(10);
+    EXPECT_EQ(watch.Stop().GetValue(), 300 + 1310);
+
+    watch.Start();
+    Pass(40);
+    watch.Pause();
+    Pass(500);
+    watch.UnPause();
+    Pass(60);
+    EXPECT_EQ(watch.Stop().GetValue(), 100);
+}
+
+TEST_F(StopWatchTest, StopStartKeepsWhatWasAccumulated) {
+    TStopWatch watch;
+    watch.Start();
+    Pass(300);
+    watch.Pause();
+    Pass(1000);
+    EXPECT_EQ(watch.StopStart().GetValue(), 300);
+    Pass(200);
+    EXPECT_EQ(watch.Stop().GetValue(), 200 + 300); // the accumulated 300 counts again
+    EXPECT_EQ(watch.StopStart().GetValue(), 500);
+    Pass(5);
+    EXPECT_EQ(watch.StopStart().GetValue(), 305);
+}
+
+TEST_F(StopWatchTest, FollowsTheGlobalRate) {
+    GetGlobalTime().Unpause();
+    GetGlobalTime().Pause(); // fresh mark: the rate below decides nothing retroactively
+    GetGlobalTime().SetRate(0.5f);
+    TStopWatch watch;
+    watch.Start();
+    Pass(100);
+    EXPECT_EQ(watch.Stop().GetValue(), 100); // AddTime is not scaled
+    GetGlobalTime().SetRate(1.0f);
+}
+
+TEST(TimeStamp, DifferencesAreZero) {
+    TTimeStamp stamp;
+    stamp.Start();
+    EXPECT_EQ(TTimeStamp::GetTimeStamp(), 0u);
+    EXPECT_EQ(stamp.Stop(), 0u);
+    EXPECT_EQ(stamp.StopStart(), 0u);
 }
