@@ -1,9 +1,9 @@
 // The library heap. Every allocation of the library and of classes derived from
-// TBaseAllocator goes through TLibAllocator, under its own lock, so the heap can be used from
-// any thread. It also carries a fault countdown and a live-block count for tests.
+// TBaseAllocator goes through TLibAllocator, from any thread. The heap layer below it is
+// thread-safe on its own, so the allocator's lock guards only its start and end and no
+// allocation waits for another. It also carries a fault countdown and a live-block count.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -43,12 +43,12 @@ public:
 
     /// Test switch: makes the N-th allocation from now fail, once or from then on.
     vlib::TFaultCountdown &Faults() { return m_Faults; }
-    /// Blocks handed out and not yet released (plain and aligned).
-    size_t GetLiveBlocks() const { return m_LiveBlocks.load(std::memory_order_relaxed); }
+    /// Blocks handed out and not yet released (plain and aligned), over all threads.
+    size_t GetLiveBlocks() const;
 
 private:
-    unsigned char *AllocLocked(size_t size);
-    void UnallocLocked(void *raw);
+    unsigned char *AllocRaw(size_t size);
+    void UnallocRaw(void *raw);
 
     bool m_Tracking;
     bool m_Valid;
@@ -56,7 +56,6 @@ private:
     TComponent *m_CurrentComponent; // not owned
     TCriticalSection *m_Lock;       // owned; made with the runtime's new
     vlib::TFaultCountdown m_Faults;
-    std::atomic<size_t> m_LiveBlocks{0};
 };
 
 /// Holds the one allocator of the process; not inlined so every module sees this library's.

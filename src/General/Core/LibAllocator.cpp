@@ -34,34 +34,20 @@ TLibAllocator::~TLibAllocator() {
     m_Lock = nullptr;
 }
 
-unsigned char *TLibAllocator::AllocLocked(size_t size) {
+unsigned char *TLibAllocator::AllocRaw(size_t size) {
     if (m_Faults.ShouldFail())
         return nullptr;
-    // Blocks released by statics that outlive the allocator at exit still reach the heap,
-    // without the lock that is gone by then.
-    if (!m_Valid)
-        return static_cast<unsigned char *>(VMalloc(size));
-    (void)m_Lock->Lock();
-    auto *block = static_cast<unsigned char *>(VMalloc(size));
-    (void)m_Lock->Release();
-    if (block != nullptr)
-        m_LiveBlocks.fetch_add(1, std::memory_order_relaxed);
-    return block;
+    // The heap layer is thread-safe and outlives this object, so blocks released by statics
+    // destroyed after the allocator at exit still reach it.
+    return static_cast<unsigned char *>(VMalloc(size));
 }
 
-void TLibAllocator::UnallocLocked(void *raw) {
-    if (!m_Valid) {
-        VFree(raw);
-        return;
-    }
-    (void)m_Lock->Lock();
-    VFree(raw);
-    (void)m_Lock->Release();
-    m_LiveBlocks.fetch_sub(1, std::memory_order_relaxed);
-}
+void TLibAllocator::UnallocRaw(void *raw) { VFree(raw); }
+
+size_t TLibAllocator::GetLiveBlocks() const { return VLiveBlocks(); }
 
 unsigned char *TLibAllocator::Alloc(unsigned long size) {
-    unsigned char *block = AllocLocked(size);
+    unsigned char *block = AllocRaw(size);
     if (block == nullptr)
         OutputDebugStringA(kOutOfMemory);
     return block;
@@ -69,14 +55,14 @@ unsigned char *TLibAllocator::Alloc(unsigned long size) {
 
 void TLibAllocator::Unalloc(unsigned char *block) {
     if (block != nullptr)
-        UnallocLocked(block);
+        UnallocRaw(block);
 }
 
 unsigned char *TLibAllocator::AllocAligned(int size, int alignment) {
     constexpr size_t kBack = sizeof(unsigned char *);
     if (size < 0 || alignment <= 0 || (alignment & (alignment - 1)) != 0)
         return nullptr;
-    unsigned char *raw = AllocLocked(static_cast<size_t>(size) + alignment + kBack);
+    unsigned char *raw = AllocRaw(static_cast<size_t>(size) + alignment + kBack);
     if (raw == nullptr) {
         OutputDebugStringA(kOutOfMemory);
         return nullptr;
@@ -95,7 +81,7 @@ void TLibAllocator::UnallocAligned(unsigned char *block) {
         return;
     unsigned char *raw = nullptr;
     std::memcpy(&raw, block - sizeof(unsigned char *), sizeof(unsigned char *));
-    UnallocLocked(raw);
+    UnallocRaw(raw);
 }
 
 unsigned long TLibAllocator::GetTotalAlloc() { return VTotalAlloc(); }
