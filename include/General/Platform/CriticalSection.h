@@ -1,11 +1,18 @@
-// A re-entrant lock for one process. The allocator's own lock is one of these, so it never
-// allocates through the library heap: its system object comes from the runtime's `new`.
+// Re-entrant locks for one process. TCriticalSection is the everyday lock; the allocator's own
+// lock is one, so its state never comes from the library heap. TCheckableCriticalSection adds
+// questions that a plain lock cannot answer: is it held by another thread, and a try-lock.
 #pragma once
 
 #include "General/Core/Error.h"
 #include "General/Core/Export.h"
 
-/// Re-entrant mutual exclusion; Lock and Release always succeed.
+namespace vlib::detail {
+struct TSectionState;
+struct TCheckableState;
+} // namespace vlib::detail
+
+/// Re-entrant mutual exclusion; Lock and Release always succeed. As with the Windows object
+/// it stands for, Release does not check which thread calls it.
 class VLIB_API TCriticalSection {
 public:
     TCriticalSection();
@@ -16,7 +23,25 @@ public:
     virtual TError Lock();
 
 private:
-    void *m_Section; // owned: the system lock object
+    vlib::detail::TSectionState *m_Section; // owned; made with the runtime's new
+};
+
+/// A critical section that can say whether another thread holds or waits for it.
+class VLIB_API TCheckableCriticalSection : public TCriticalSection {
+public:
+    TCheckableCriticalSection();
+    ~TCheckableCriticalSection() override;
+    /// Fails with 0x10000 if the calling thread does not hold the section.
+    TError Release() override;
+    TError Lock() override;
+    /// Takes the section if no other thread holds or waits for it; never blocks on another
+    /// thread. The owner always succeeds, one level deeper.
+    TError TryLock(bool &locked);
+    /// True if another thread holds or waits for the section.
+    TError IsLocked(bool &locked);
+
+private:
+    vlib::detail::TCheckableState *m_State; // owned
 };
 
 namespace vlib {
