@@ -1,0 +1,1 @@
+vlib_add_fuzzer(SplitString)
