@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "General/Platform/CriticalSection.h"
+#include "General/Platform/ReadWriteLock.h"
 #include "General/Platform/Time.h"
 
 namespace {
@@ -65,11 +66,54 @@ BENCHMARK(CriticalSection);
 BENCHMARK(StdMutex);
 BENCHMARK(StdRecursiveMutex);
 
+void ReadWriteLockRead(benchmark::State &state) {
+    TReadWriteLock lock;
+    for (auto _ : state) {
+        (void)lock.AcquireRead();
+        benchmark::ClobberMemory();
+        (void)lock.ReleaseRead();
+    }
+}
+
+void ReadWriteLockWrite(benchmark::State &state) {
+    TReadWriteLock lock;
+    for (auto _ : state) {
+        (void)lock.AcquireWrite();
+        benchmark::ClobberMemory();
+        (void)lock.ReleaseWrite();
+    }
+}
+
+void SharedMutexRead(benchmark::State &state) {
+    std::shared_mutex mutex;
+    for (auto _ : state) {
+        mutex.lock_shared();
+        benchmark::ClobberMemory();
+        mutex.unlock_shared();
+    }
+}
+
+void SharedMutexWrite(benchmark::State &state) {
+    std::shared_mutex mutex;
+    for (auto _ : state) {
+        mutex.lock();
+        benchmark::ClobberMemory();
+        mutex.unlock();
+    }
+}
+
+BENCHMARK(ReadWriteLockRead);
+BENCHMARK(SharedMutexRead);
+BENCHMARK(ReadWriteLockWrite);
+BENCHMARK(SharedMutexWrite);
+
 // Pairs of (ours, theirs) whose ratio is printed.
 const std::pair<const char *, const char *> kPairs[] = {
     {"GlobalTime", "ClockGettime"},
     {"CriticalSection", "StdMutex"},
     {"CriticalSection", "StdRecursiveMutex"},
+    {"ReadWriteLockRead", "SharedMutexRead"},
+    {"ReadWriteLockWrite", "SharedMutexWrite"},
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {
