@@ -24,9 +24,11 @@ function(vlib_add_test_suite sub)
     add_executable(${target} ${ARG_SOURCES})
     target_link_libraries(${target} PRIVATE VLibBase vlib_test_support GTest::gtest_main
         GTest::gmock ${ARG_LIBS})
+    # One label per suite: the discovery script cannot carry a list. Label filters are
+    # regular expressions, so "Core-threaded" answers to both -L Core and -L threaded.
     set(labels ${sub})
     if(ARG_THREADED)
-        list(APPEND labels threaded)
+        set(labels ${sub}-threaded)
     endif()
     gtest_discover_tests(${target}
         WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}
