@@ -209,14 +209,16 @@ public:
     void SetMul(const TMatrix4 &a, float s);
     /// The matrix product a * b; this may be a or b.
     void SetMul(const TMatrix4 &a, const TMatrix4 &b) {
+        // Row i of the product is the rows of b weighted by the elements of row i of a.
         const __m128 b0 = _mm_loadu_ps(b.m[0]), b1 = _mm_loadu_ps(b.m[1]);
         const __m128 b2 = _mm_loadu_ps(b.m[2]), b3 = _mm_loadu_ps(b.m[3]);
         __m128 r[4];
         for (int i = 0; i < 4; ++i) {
-            const __m128 t0 = _mm_mul_ps(_mm_set1_ps(a.m[i][0]), b0);
-            const __m128 t1 = _mm_mul_ps(_mm_set1_ps(a.m[i][1]), b1);
-            const __m128 t2 = _mm_mul_ps(_mm_set1_ps(a.m[i][2]), b2);
-            const __m128 t3 = _mm_mul_ps(_mm_set1_ps(a.m[i][3]), b3);
+            const __m128 row = _mm_loadu_ps(a.m[i]);
+            const __m128 t0 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0x00), b0);
+            const __m128 t1 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0x55), b1);
+            const __m128 t2 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0xAA), b2);
+            const __m128 t3 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0xFF), b3);
             r[i] = _mm_add_ps(_mm_add_ps(t0, t1), _mm_add_ps(t2, t3));
         }
         for (int i = 0; i < 4; ++i)
@@ -422,10 +424,18 @@ inline void TVector3::SetMul(const TVector3 &a, const TMatrix3 &mat) {
 }
 
 inline void TVector3::SetMul(const TVector3 &a, const TMatrix43 &mat) {
-    const float ax = a.x, ay = a.y, az = a.z;
-    x = ax * mat.m00 + ay * mat.m10 + az * mat.m20 + mat.m30;
-    y = ax * mat.m01 + ay * mat.m11 + az * mat.m21 + mat.m31;
-    z = ax * mat.m02 + ay * mat.m12 + az * mat.m22 + mat.m32;
+    // Four lanes at once in the same order of operations as the scalar form. Rows of three
+    // are read four floats at a time; the last row is read from m22 so that nothing past the
+    // matrix is touched, and only three lanes are stored.
+    const __m128 r0 = _mm_loadu_ps(&mat.m00);
+    const __m128 r1 = _mm_loadu_ps(&mat.m10);
+    const __m128 r2 = _mm_loadu_ps(&mat.m20);
+    const __m128 tail = _mm_loadu_ps(&mat.m22); // m22 m30 m31 m32
+    const __m128 r3 = _mm_shuffle_ps(tail, tail, _MM_SHUFFLE(3, 3, 2, 1));
+    __m128 v = _mm_add_ps(_mm_mul_ps(_mm_set1_ps(a.x), r0), _mm_mul_ps(_mm_set1_ps(a.y), r1));
+    v = _mm_add_ps(_mm_add_ps(v, _mm_mul_ps(_mm_set1_ps(a.z), r2)), r3);
+    _mm_storel_pi(reinterpret_cast<__m64 *>(&x), v);
+    _mm_store_ss(&z, _mm_movehl_ps(v, v));
 }
 
 inline void TVector3::SetMul(const TVector3 &a, const TMatrix4 &mat) {

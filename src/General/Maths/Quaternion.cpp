@@ -168,7 +168,8 @@ TQuaternion TQuaternion::Slerp(float t, const TQuaternion &p, const TQuaternion 
     const float s = std::fabs(std::sqrt(std::fabs(1.0f - c * c)));
     if (!(s >= Tolerance))
         return p;
-    const float angle = std::atan2(s, c);
+    // atan2(s, c) with s = sqrt(1 - c^2) >= 0 is acos(c), which costs less.
+    const float angle = std::acos(c < -1.0f ? -1.0f : (c > 1.0f ? 1.0f : c));
     const float inv = 1.0f / s;
     const float kp = std::sin((1.0f - t) * angle) * inv;
     const float kq = std::sin(t * angle) * inv;
