@@ -96,22 +96,27 @@ private:
     size_t m_Length = 0;
 };
 
-/// Case-blind strstr in the C locale.
+/// Case-blind strstr in the C locale. Candidates for the first byte are found with the
+/// library's vectorised strchr or strpbrk, the rest is compared through the fold table.
 const char *FindNoCase(const char *haystack, const char *needle) {
     if (needle[0] == '\0')
         return haystack;
-    const unsigned char first = AsciiLower(static_cast<unsigned char>(needle[0]));
-    for (; *haystack != '\0'; ++haystack) {
-        if (AsciiLower(static_cast<unsigned char>(*haystack)) != first)
-            continue;
+    const unsigned char first = static_cast<unsigned char>(needle[0]);
+    const char firstForms[3] = {static_cast<char>(vlib::detail::AsciiLower(first)),
+                                static_cast<char>(vlib::detail::AsciiUpper(first)), '\0'};
+    const bool letter = firstForms[0] != firstForms[1];
+    const auto &fold = vlib::detail::kAsciiLowerTable;
+    for (const char *p = haystack;; ++p) {
+        p = letter ? std::strpbrk(p, firstForms) : std::strchr(p, needle[0]);
+        if (p == nullptr)
+            return nullptr;
         size_t i = 1;
-        while (needle[i] != '\0' && AsciiLower(static_cast<unsigned char>(haystack[i])) ==
-                                        AsciiLower(static_cast<unsigned char>(needle[i])))
+        while (needle[i] != '\0' && fold[static_cast<unsigned char>(p[i])] ==
+                                        fold[static_cast<unsigned char>(needle[i])])
             ++i;
         if (needle[i] == '\0')
-            return haystack;
+            return p;
     }
-    return nullptr;
 }
 
 /// Case-blind strpbrk in the C locale.

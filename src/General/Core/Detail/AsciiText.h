@@ -3,25 +3,34 @@
 // which Linux lacks, and never consult the process locale.
 #pragma once
 
+#include <array>
 #include <cstddef>
 
 namespace vlib::detail {
 
 /// `c` with A-Z mapped to a-z; every other byte unchanged.
-inline unsigned char AsciiLower(unsigned char c) {
+constexpr unsigned char AsciiLower(unsigned char c) {
     return static_cast<unsigned char>(c - 'A') < 26u ? static_cast<unsigned char>(c + 32) : c;
 }
 
 /// `c` with a-z mapped to A-Z; every other byte unchanged.
-inline unsigned char AsciiUpper(unsigned char c) {
+/// AsciiLower of every byte, for loops where a load is cheaper than the range test.
+inline constexpr std::array<unsigned char, 256> kAsciiLowerTable = [] {
+    std::array<unsigned char, 256> table{};
+    for (int c = 0; c < 256; ++c)
+        table[static_cast<size_t>(c)] = AsciiLower(static_cast<unsigned char>(c));
+    return table;
+}();
+
+constexpr unsigned char AsciiUpper(unsigned char c) {
     return static_cast<unsigned char>(c - 'a') < 26u ? static_cast<unsigned char>(c - 32) : c;
 }
 
-inline bool IsAsciiDigit(unsigned char c) {
+constexpr bool IsAsciiDigit(unsigned char c) {
     return static_cast<unsigned char>(c - '0') < 10u;
 }
 
-inline bool IsAsciiAlpha(unsigned char c) {
+constexpr bool IsAsciiAlpha(unsigned char c) {
     return static_cast<unsigned char>((c | 32) - 'a') < 26u;
 }
 
@@ -29,8 +38,8 @@ inline bool IsAsciiAlpha(unsigned char c) {
 /// difference of the first unequal folded bytes, 0 when equal.
 inline int AsciiCompareNoCase(const char *a, const char *b, size_t count) {
     for (size_t i = 0; i < count; ++i) {
-        const int ca = AsciiLower(static_cast<unsigned char>(a[i]));
-        const int cb = AsciiLower(static_cast<unsigned char>(b[i]));
+        const int ca = kAsciiLowerTable[static_cast<unsigned char>(a[i])];
+        const int cb = kAsciiLowerTable[static_cast<unsigned char>(b[i])];
         if (ca != cb)
             return ca - cb;
         if (ca == 0)
