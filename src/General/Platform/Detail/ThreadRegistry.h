@@ -13,7 +13,8 @@ namespace vlib::detail {
 
 struct TThreadRecord {
     int handle = 0;
-    bool spawned = false;  // started by SpawnThread, so joinable
+    bool spawned = false; // started by SpawnThread, so joinable
+    bool startSuspended = false;
     bool detached = false; // spawned with nobody to hold its handle: leaves the table at end
     pthread_t thread{};
     void *(*function)(void *, int) = nullptr;

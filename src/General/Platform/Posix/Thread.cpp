@@ -81,7 +81,8 @@ void *ThreadEntry(void *arg) {
         record->tid = static_cast<int>(gettid());
     }
     record->changed.notify_all();
-    ThreadSuspensionPoint(); // a thread spawned suspended waits here for its first resume
+    if (record->startSuspended)
+        ThreadSuspensionPoint(); // waits here for its first resume
     void *result = record->function(nullptr, record->handle);
     {
         std::lock_guard<std::mutex> guard(record->lock);
@@ -103,6 +104,7 @@ TError Spawn(void *(*function)(void *, int), int *handle, unsigned long *id, boo
     record->spawned = true;
     record->function = function;
     record->suspendCount = suspended ? 1 : 0;
+    record->startSuspended = suspended;
     record->detached = handle == nullptr;
     Table().Add(record);
     // The handle is in the table before the thread runs, so its function can use it at once.
