@@ -56,7 +56,8 @@ private:
 /// Field pointers stand until the next Split.
 class VLIB_API TQuotedSplitString {
 public:
-    enum TSyntax { CSV = 0, Command = 1 };
+    // A fixed underlying type, so that a value outside the enumeration is still a value.
+    enum TSyntax : int { CSV = 0, Command = 1 };
 
     /// Reserves room for `reserveChars` characters and `reserveFields` fields.
     TQuotedSplitString(TSyntax syntax, unsigned int reserveChars, unsigned int reserveFields);
