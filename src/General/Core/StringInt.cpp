@@ -55,6 +55,8 @@ public:
 
     /// Appends `count` bytes; false when memory ran out (the buffer is then unchanged).
     bool Put(const char *bytes, size_t count) {
+        if (count == 0)
+            return true;
         if (m_Length + count + 1 > m_Capacity && !Grow(m_Length + count + 1))
             return false;
         std::memcpy(m_Data + m_Length, bytes, count);
