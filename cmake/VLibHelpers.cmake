@@ -48,6 +48,7 @@ function(vlib_add_benchmark name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE VLibBase benchmark::benchmark ${ARG_LIBS})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/bench)
     target_compile_options(${name} PRIVATE -ffp-contract=off)
 endfunction()
 

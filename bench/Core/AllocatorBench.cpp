@@ -3,10 +3,9 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
-#include <map>
-#include <string>
 
 #include "General/Core/LibAllocator.h"
+#include "Support/RatioReporter.h"
 
 namespace {
 
@@ -38,36 +37,13 @@ void LibAllocator(benchmark::State &state) {
 BENCHMARK(Malloc)->Threads(1)->Threads(2)->UseRealTime();
 BENCHMARK(LibAllocator)->Threads(1)->Threads(2)->UseRealTime();
 
-// Prints ours over theirs for each pair of runs with the same thread count.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs)
-            m_Times[run.benchmark_name()] = run.GetAdjustedRealTime();
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        for (const char *threads : {"threads:1", "threads:2"}) {
-            const std::string suffix = std::string("/real_time/") + threads;
-            auto ours = m_Times.find("LibAllocator" + suffix);
-            auto theirs = m_Times.find("Malloc" + suffix);
-            if (ours != m_Times.end() && theirs != m_Times.end())
-                std::printf("ratio TLibAllocator/malloc (%s): %.2f\n", threads,
-                            ours->second / theirs->second);
-        }
-    }
-
-private:
-    std::map<std::string, double> m_Times;
-};
-
 } // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    return vlib::bench::RunWithRatios(
+        argc, argv,
+        {{"LibAllocator/real_time/threads:1", "Malloc/real_time/threads:1",
+          "TLibAllocator / malloc, one thread"},
+         {"LibAllocator/real_time/threads:2", "Malloc/real_time/threads:2",
+          "TLibAllocator / malloc, two threads"}});
 }
