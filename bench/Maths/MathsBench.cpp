@@ -1,21 +1,23 @@
 // The maths hot paths against their usual peers, on the same data in the same run: matrix
 // products, point transforms and quaternions against glm, 32-bit words from the generators
-// against std::mt19937, and noise samples against stb_perlin. A summary at the end prints each
-// peer's time over ours: above 1 means the library is faster.
+// against std::mt19937, and noise samples against stb_perlin. The summary at the end gives our
+// time over the peer's for each pair: below 1 means the library is faster.
 #include <benchmark/benchmark.h>
+
+#include "Support/RatioReporter.h"
 
 #include "General/Maths/IsaacRand.h"
 #include "General/Maths/MTRand.h"
 #include "General/Maths/Matrix.h"
+#include "General/Maths/Perlin.h"
 #include "General/Maths/Quaternion.h"
 
 #include <glm/glm.hpp>
 #include <glm/gtc/quaternion.hpp>
+#define STB_PERLIN_IMPLEMENTATION
+#include <stb/stb_perlin.h>
 
-#include <cstdio>
-#include <map>
 #include <random>
-#include <string>
 #include <vector>
 
 namespace {
@@ -221,6 +223,43 @@ void WordsStdMt19937(benchmark::State &state) {
     Words(state, [&] { return r(); });
 }
 
+constexpr int kSamples = 4096;
+
+/// Noise over a grid of sample positions; `sample` maps (x, y) to a value.
+template <class F> void NoiseSamples(benchmark::State &state, F &&sample) {
+    for (auto _ : state) {
+        float acc = 0.0f;
+        for (int i = 0; i < kSamples; ++i) {
+            const float x = float(i & 63) * 0.173f + 0.05f, y = float(i >> 6) * 0.211f + 0.07f;
+            acc += sample(x, y);
+        }
+        benchmark::DoNotOptimize(acc);
+    }
+    state.SetItemsProcessed(state.iterations() * kSamples);
+}
+
+// One octave: our bilinear lattice noise, and our cubic one, against stb's gradient noise.
+void PerlinVLib(benchmark::State &state) {
+    const TPerlin2D noise(1.0f, 1.0f, 0.5f, 1);
+    NoiseSamples(state, [&](float x, float y) { return noise.EvaluateFast(TVector2(x, y)); });
+}
+void PerlinCubicVLib(benchmark::State &state) {
+    const TPerlin2D noise(1.0f, 1.0f, 0.5f, 1);
+    NoiseSamples(state, [&](float x, float y) { return noise.EvaluateSlow(TVector2(x, y)); });
+}
+void PerlinStb(benchmark::State &state) {
+    NoiseSamples(state, [](float x, float y) { return stb_perlin_noise3(x, y, 0.0f, 0, 0, 0); });
+}
+// Four octaves, frequency doubling and amplitude halving.
+void PerlinFbmVLib(benchmark::State &state) {
+    const TPerlin2D noise(1.0f, 1.0f, 0.5f, 4);
+    NoiseSamples(state, [&](float x, float y) { return noise.EvaluateFast(TVector2(x, y)); });
+}
+void PerlinFbmStb(benchmark::State &state) {
+    NoiseSamples(state,
+                 [](float x, float y) { return stb_perlin_fbm_noise3(x, y, 0.0f, 2.0f, 0.5f, 4); });
+}
+
 BENCHMARK(Mat4MulVLib);
 BENCHMARK(Mat4MulGlm);
 BENCHMARK(TransformVLib);
@@ -233,55 +272,25 @@ BENCHMARK(WordsMTRand);
 BENCHMARK(WordsIsaac8);
 BENCHMARK(WordsIsaac4);
 BENCHMARK(WordsStdMt19937);
-
-/// Prints the peer's time over ours for each pair.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs)
-            m_Times[run.benchmark_name()] = run.GetAdjustedCPUTime();
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        struct Pair {
-            const char *ours, *peer, *label;
-        };
-        const Pair kPairs[] = {
-            {"Mat4MulVLib", "Mat4MulGlm", "4x4 matrix multiply vs glm"},
-            {"TransformVLib", "TransformGlm", "transform of 1M points vs glm"},
-            {"QuatMulVLib", "QuatMulGlm", "quaternion multiply vs glm"},
-            {"SlerpVLib", "SlerpGlm", "quaternion slerp vs glm"},
-            {"WordsMTRand", "WordsStdMt19937", "TMTRand words vs std::mt19937"},
-            {"WordsIsaac8", "WordsStdMt19937", "TIsaacRand<8> words vs std::mt19937"},
-            {"WordsIsaac4", "WordsStdMt19937", "TIsaacRand<4> words vs std::mt19937"},
-            {"PerlinVLib", "PerlinStb", "noise samples vs stb_perlin"},
-        };
-        std::printf("\nspeed ratio (peer time / our time; above 1 = faster than the peer)\n");
-        for (const Pair &p : kPairs) {
-            auto ours = Find(p.ours);
-            auto peer = Find(p.peer);
-            if (ours != m_Times.end() && peer != m_Times.end())
-                std::printf("  %-40s %.2f\n", p.label, peer->second / ours->second);
-        }
-    }
-
-private:
-    /// The median of repeated runs when there is one, else the single run.
-    std::map<std::string, double>::const_iterator Find(const std::string &name) const {
-        auto median = m_Times.find(name + "_median");
-        return median != m_Times.end() ? median : m_Times.find(name);
-    }
-
-    std::map<std::string, double> m_Times;
-};
+BENCHMARK(PerlinVLib);
+BENCHMARK(PerlinCubicVLib);
+BENCHMARK(PerlinStb);
+BENCHMARK(PerlinFbmVLib);
+BENCHMARK(PerlinFbmStb);
 
 } // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    return vlib::bench::RunWithRatios(
+        argc, argv,
+        {{"Mat4MulVLib", "Mat4MulGlm", "4x4 matrix multiply / glm"},
+         {"TransformVLib", "TransformGlm", "affine transform of 1M points / glm"},
+         {"QuatMulVLib", "QuatMulGlm", "quaternion multiply / glm"},
+         {"SlerpVLib", "SlerpGlm", "quaternion slerp / glm"},
+         {"WordsMTRand", "WordsStdMt19937", "TMTRand words / std::mt19937"},
+         {"WordsIsaac8", "WordsStdMt19937", "TIsaacRand<8> words / std::mt19937"},
+         {"WordsIsaac4", "WordsStdMt19937", "TIsaacRand<4> words / std::mt19937"},
+         {"PerlinVLib", "PerlinStb", "noise sample, bilinear / stb_perlin_noise3"},
+         {"PerlinCubicVLib", "PerlinStb", "noise sample, cubic / stb_perlin_noise3"},
+         {"PerlinFbmVLib", "PerlinFbmStb", "4-octave noise / stb_perlin_fbm_noise3"}});
 }

@@ -209,20 +209,18 @@ public:
     void SetMul(const TMatrix4 &a, float s);
     /// The matrix product a * b; this may be a or b.
     void SetMul(const TMatrix4 &a, const TMatrix4 &b) {
-        // Row i of the product is the rows of b weighted by the elements of row i of a.
+        // Row i of the product is the rows of b weighted by the elements of row i of a. All
+        // four rows are formed before any is stored, so this may be a or b.
         const __m128 b0 = _mm_loadu_ps(b.m[0]), b1 = _mm_loadu_ps(b.m[1]);
         const __m128 b2 = _mm_loadu_ps(b.m[2]), b3 = _mm_loadu_ps(b.m[3]);
-        __m128 r[4];
-        for (int i = 0; i < 4; ++i) {
-            const __m128 row = _mm_loadu_ps(a.m[i]);
-            const __m128 t0 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0x00), b0);
-            const __m128 t1 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0x55), b1);
-            const __m128 t2 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0xAA), b2);
-            const __m128 t3 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0xFF), b3);
-            r[i] = _mm_add_ps(_mm_add_ps(t0, t1), _mm_add_ps(t2, t3));
-        }
-        for (int i = 0; i < 4; ++i)
-            _mm_storeu_ps(m[i], r[i]);
+        const __m128 r0 = CombineRows(_mm_loadu_ps(a.m[0]), b0, b1, b2, b3);
+        const __m128 r1 = CombineRows(_mm_loadu_ps(a.m[1]), b0, b1, b2, b3);
+        const __m128 r2 = CombineRows(_mm_loadu_ps(a.m[2]), b0, b1, b2, b3);
+        const __m128 r3 = CombineRows(_mm_loadu_ps(a.m[3]), b0, b1, b2, b3);
+        _mm_storeu_ps(m[0], r0);
+        _mm_storeu_ps(m[1], r1);
+        _mm_storeu_ps(m[2], r2);
+        _mm_storeu_ps(m[3], r3);
     }
     void Add(const TMatrix4 &b) { SetAdd(*this, b); }
     void Sub(const TMatrix4 &b) { SetSub(*this, b); }
@@ -301,6 +299,16 @@ public:
     /// Writes the matrix as four lines of text for the debug log; returns the length that
     /// snprintf gives.
     int FormatDebug(char *buffer, size_t size) const;
+
+private:
+    /// row.x * b0 + row.y * b1 + row.z * b2 + row.w * b3.
+    static __m128 CombineRows(__m128 row, __m128 b0, __m128 b1, __m128 b2, __m128 b3) {
+        const __m128 t0 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0x00), b0);
+        const __m128 t1 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0x55), b1);
+        const __m128 t2 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0xAA), b2);
+        const __m128 t3 = _mm_mul_ps(_mm_shuffle_ps(row, row, 0xFF), b3);
+        return _mm_add_ps(_mm_add_ps(t0, t1), _mm_add_ps(t2, t3));
+    }
 };
 
 /// An affine transform: four rows of three, the fourth column (0, 0, 0, 1) implied.

@@ -73,11 +73,14 @@ float TPerlin2D::InterpolatedNoise(float x, float y) {
     SplineWeights(cx.f, wx);
     SplineWeights(cy.f, wy);
     Neighbourhood(cx.i, cy.i, v);
-    double sum = 0.0;
+    // Each row of four along x first, then the rows along y: four independent sums keep the
+    // pipeline full, and the order is fixed so the result is too.
+    double rows[4];
     for (int j = 0; j < 4; ++j)
-        for (int i = 0; i < 4; ++i)
-            sum += double(wx[i]) * wy[j] * v[j][i];
-    return float(sum);
+        rows[j] = double(wx[0]) * v[j][0] + double(wx[1]) * v[j][1] + double(wx[2]) * v[j][2] +
+                  double(wx[3]) * v[j][3];
+    return float(double(wy[0]) * rows[0] + double(wy[1]) * rows[1] + double(wy[2]) * rows[2] +
+                 double(wy[3]) * rows[3]);
 }
 
 float TPerlin2D::InterpolatedNoiseFast(float x, float y) {
@@ -96,13 +99,18 @@ float TPerlin2D::InterpolatedNoiseGradient(float x, float y, TVector2 &g) {
     SplineSlopes(cx.f, dx);
     SplineSlopes(cy.f, dy);
     Neighbourhood(cx.i, cy.i, v);
+    // The same order as InterpolatedNoise: rows along x, then along y.
     double sum = 0.0, gx = 0.0, gy = 0.0;
-    for (int j = 0; j < 4; ++j)
+    for (int j = 0; j < 4; ++j) {
+        double row = 0.0, slopeRow = 0.0;
         for (int i = 0; i < 4; ++i) {
-            sum += double(wx[i]) * wy[j] * v[j][i];
-            gx += double(dx[i]) * wy[j] * v[j][i];
-            gy += double(wx[i]) * dy[j] * v[j][i];
+            row += double(wx[i]) * v[j][i];
+            slopeRow += double(dx[i]) * v[j][i];
         }
+        sum += double(wy[j]) * row;
+        gx += double(wy[j]) * slopeRow;
+        gy += double(dy[j]) * row;
+    }
     g.Set(float(gx), float(gy));
     return float(sum);
 }
