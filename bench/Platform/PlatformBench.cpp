@@ -5,12 +5,11 @@
 
 #include <ctime>
 #include <future>
-#include <map>
 #include <mutex>
 #include <shared_mutex>
-#include <string>
 #include <thread>
-#include <utility>
+
+#include "Support/RatioReporter.h"
 
 #include "General/Platform/CriticalSection.h"
 #include "General/Platform/ReadWriteLock.h"
@@ -107,36 +106,6 @@ BENCHMARK(SharedMutexRead);
 BENCHMARK(ReadWriteLockWrite);
 BENCHMARK(SharedMutexWrite);
 
-// Pairs of (ours, theirs) whose ratio is printed.
-const std::pair<const char *, const char *> kPairs[] = {
-    {"GlobalTime", "ClockGettime"},
-    {"CriticalSection", "StdMutex"},
-    {"CriticalSection", "StdRecursiveMutex"},
-    {"ReadWriteLockRead", "SharedMutexRead"},
-    {"ReadWriteLockWrite", "SharedMutexWrite"},
-};
-
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs)
-            m_Times[run.benchmark_name()] = run.GetAdjustedCPUTime();
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        for (const auto &[ours, theirs] : kPairs) {
-            auto a = m_Times.find(ours);
-            auto b = m_Times.find(theirs);
-            if (a != m_Times.end() && b != m_Times.end())
-                std::printf("ratio %s/%s: %.2f\n", ours, theirs, a->second / b->second);
-        }
-    }
-
-private:
-    std::map<std::string, double> m_Times;
-};
-
 } // namespace
 
 int main(int argc, char **argv) {
@@ -144,11 +113,14 @@ int main(int argc, char **argv) {
     // matter only with several, so one idle thread keeps the comparison honest.
     std::promise<void> quit;
     std::thread idle([f = quit.get_future()]() mutable { f.wait(); });
-    benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    const int result = vlib::bench::RunWithRatios(
+        argc, argv,
+        {{"GlobalTime", "ClockGettime", "GetGlobalTime().GetTime() / clock_gettime"},
+         {"CriticalSection", "StdMutex", "TCriticalSection / std::mutex"},
+         {"CriticalSection", "StdRecursiveMutex", "TCriticalSection / std::recursive_mutex"},
+         {"ReadWriteLockRead", "SharedMutexRead", "TReadWriteLock read / std::shared_mutex"},
+         {"ReadWriteLockWrite", "SharedMutexWrite", "TReadWriteLock write / std::shared_mutex"}});
     quit.set_value();
     idle.join();
-    return 0;
+    return result;
 }
