@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Support/Eventually.h"
+
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -12,16 +14,7 @@
 namespace {
 
 using namespace std::chrono_literals;
-
-template <class F> bool Eventually(F done) {
-    const auto limit = std::chrono::steady_clock::now() + 2s;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > limit)
-            return false;
-        std::this_thread::sleep_for(100us);
-    }
-    return true;
-}
+using vlib::test::Eventually;
 
 } // namespace
 
