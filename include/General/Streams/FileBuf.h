@@ -5,6 +5,10 @@
 
 #include "General/Streams/FileObj.h"
 
+namespace vlib::detail {
+class TFileWindow;
+} // namespace vlib::detail
+
 /// A file over a caller's block of fixed size.
 class VLIB_API TFixedFileBuf : public TFileObj {
 public:
@@ -31,6 +35,9 @@ public:
     TDynamicString &GetFileName() override;
 
 private:
+    // Lets a text filter take bytes straight from the buffer.
+    friend class vlib::detail::TFileWindow;
+
     unsigned char *m_Buffer = nullptr; // not owned
     int m_Position = 0;
     int m_Size = 0;
@@ -71,6 +78,9 @@ public:
     TDynamicString &GetFileName() override;
 
 private:
+    // Lets a text filter take bytes straight from the buffer.
+    friend class vlib::detail::TFileWindow;
+
     bool Grow(int size);
 
     unsigned char *m_Buffer = nullptr; // owned (shared with copies)

@@ -9,6 +9,10 @@
 #include "General/Core/FaultInjection.h"
 #include "General/Streams/FileObj.h"
 
+namespace vlib::detail {
+class TFileWindow;
+} // namespace vlib::detail
+
 namespace vlib {
 
 /// Test switches of the disk file, shared by every TRealFile: each makes the N-th system
@@ -84,6 +88,9 @@ protected:
     int GetSystemPos() const { return m_SystemPos; }
 
 private:
+    // Lets a text filter take bytes straight from the buffer.
+    friend class vlib::detail::TFileWindow;
+
     bool EnsureBuffer(unsigned long size);
     bool EnsureChunk();
     /// Loads the chunk at `base` unless it is the one in the buffer; false on a failed read,
