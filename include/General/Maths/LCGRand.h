@@ -22,6 +22,8 @@ public:
     void SetSeed(uint32_t seed) { m_Seed = seed; }
     uint32_t GetSeed() const { return m_Seed; }
     static uint32_t ConvertSeed(uint32_t x) { return x % Modulus; }
+    /// The low word of the global clock, modulo 714025.
+    void SetRandomSeed();
 
     /// One step; the new seed.
     uint32_t iRand16() { return GetRan(); }

@@ -41,6 +41,8 @@ public:
     void SetSeed(uint32_t seed);
     /// The reference init_by_array over `length` key words, then the first block.
     void SetSeed(const uint32_t *key, uint32_t length);
+    /// SetSeed from the low word of the global clock, modulo 397.
+    void SetRandomSeed();
     /// The 624 state words, for callers that seed by hand before RecalcSeed.
     uint32_t *GetSeed() { return m_State; }
     /// Generates the next block from the state; 624 words are left after it.

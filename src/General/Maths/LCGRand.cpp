@@ -3,6 +3,8 @@
 // to float where a value is kept.
 #include "General/Maths/LCGRand.h"
 
+#include "General/Platform/Time.h"
+
 #include <bit>
 #include <cmath>
 
@@ -31,6 +33,10 @@ float SolveNewton(float x, float target, Integral integral, Density density) {
 }
 
 } // namespace
+
+void TLCGRand::SetRandomSeed() {
+    m_Seed = uint32_t(GetGlobalTime().GetTime().GetValue()) % Modulus;
+}
 
 float TLCGRand::GetRandom() {
     return float(double(GetRan()) * double(kOneOverModulus));

@@ -1,6 +1,8 @@
 // MT19937 seeding, block generation and state buffers, as published by its authors.
 #include "General/Maths/MTRand.h"
 
+#include "General/Platform/Time.h"
+
 #include <cstring>
 
 TMTRand &TMTRand::operator=(const TMTRand &other) {
@@ -80,4 +82,9 @@ void TMTRand::SetSeed(const uint32_t *key, uint32_t length) {
     }
     m_State[0] = 0x80000000u;
     MersenneTwister();
+}
+
+void TMTRand::SetRandomSeed() {
+    const uint32_t now = uint32_t(GetGlobalTime().GetTime().GetValue());
+    SetSeed(now % uint32_t(Period));
 }

@@ -33,6 +33,9 @@ TEST(LCGRand, StepsAndWords) {
     EXPECT_EQ(c.GetRandomBits(), expected);
     EXPECT_EQ(c.GetSeed(), s);
     EXPECT_EQ(TLCGRand::ConvertSeed(714026), 1u);
+    TLCGRand clock(0xFFFFFFFFu);
+    clock.SetRandomSeed();
+    EXPECT_LT(clock.GetSeed(), 714025u);
 
     TLCGRand d(5);
     EXPECT_EQ(d.GetRandom(10), int(Step(5) * 10u / 714025u));

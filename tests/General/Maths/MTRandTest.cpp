@@ -95,4 +95,20 @@ TEST(MTRand, RecalcSeedStartsANewBlockFromTheState) {
     EXPECT_EQ(a.GetSeed()[0], b.GetSeed()[0]);
 }
 
+TEST(MTRand, RandomSeedComesFromTheClock) {
+    TMTRand r;
+    r.SetRandomSeed();
+    const uint32_t first = r.GetSeed()[0];
+    // The state after a block holds no trace of the seed, so check the stream instead: it is
+    // the stream of one of the 397 possible seeds.
+    const uint32_t v = r.iRand32();
+    bool found = false;
+    for (uint32_t seed = 0; seed < 397 && !found; ++seed) {
+        TMTRand twin;
+        twin.SetSeed(seed);
+        found = twin.iRand32() == v && twin.GetSeed()[0] == first;
+    }
+    EXPECT_TRUE(found);
+}
+
 } // namespace
