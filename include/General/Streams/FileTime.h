@@ -8,6 +8,11 @@
 #include "General/Core/Export.h"
 #include "General/Core/StringInt.h"
 
+class TAsciiInFilter;
+class TAsciiOutFilter;
+class TBinaryInFilter;
+class TBinaryOutFilter;
+
 /// The two 32-bit halves of a file time, low word first, as stored on disk.
 struct FILETIME {
     uint32_t dwLowDateTime;
@@ -71,6 +76,15 @@ public:
     /// "on D/M/YYYY at hh:mm:ss" in local time. False, with `out` untouched, when the time
     /// cannot be converted.
     bool GetBuildTimeAsciiString(TDynamicString &out) const;
+
+    /// The 8 bytes of the value, low word first, each little-endian.
+    void WriteBinary(TBinaryOutFilter &out) const;
+    /// Reads the 8 bytes; a short read leaves the time as it was.
+    void ReadBinary(TBinaryInFilter &in);
+    /// "year month day at hour minute second millisecond" and a line feed, in UTC. Tenths of
+    /// microseconds are not written. Fields that make no valid date leave the time as it was.
+    void WriteAscii(TAsciiOutFilter &out) const;
+    void ReadAscii(TAsciiInFilter &in);
 
 private:
     uint32_t m_Low = 0;

@@ -5,6 +5,9 @@
 
 #include <limits>
 
+#include "General/Streams/AsciiFilter.h"
+#include "General/Streams/BinaryFilter.h"
+
 namespace {
 
 constexpr long long kDaysFrom1601To1970 = 134774;
@@ -132,4 +135,48 @@ TDynamicString TFileTime::GetTimeString(bool *ok) const {
     if (ok != nullptr)
         *ok = converted;
     return text;
+}
+
+void TFileTime::WriteBinary(TBinaryOutFilter &out) const {
+    unsigned char bytes[8];
+    for (int i = 0; i < 4; ++i) {
+        bytes[i] = static_cast<unsigned char>(m_Low >> (8 * i));
+        bytes[4 + i] = static_cast<unsigned char>(m_High >> (8 * i));
+    }
+    (void)out.Write(bytes, 8); // a failed write shows in the filter's Bad flag
+}
+
+void TFileTime::ReadBinary(TBinaryInFilter &in) {
+    unsigned char bytes[8];
+    if (in.Read(bytes, 8) != 8)
+        return;
+    uint32_t low = 0;
+    uint32_t high = 0;
+    for (int i = 3; i >= 0; --i) {
+        low = (low << 8) | bytes[i];
+        high = (high << 8) | bytes[4 + i];
+    }
+    m_Low = low;
+    m_High = high;
+}
+
+void TFileTime::WriteAscii(TAsciiOutFilter &out) const {
+    vlib::TCalendarTime time{};
+    // A time beyond the calendar (the newest time) is written as the calendar's last moment,
+    // so that it reads back later than any file.
+    if (!vlib::FileTimeToCalendar(GetValue(), time))
+        time = vlib::TCalendarTime{30827, 12, 31, 0, 23, 59, 59, 999};
+    out << time.year << " " << time.month << " " << time.day << " at " << time.hour << " "
+        << time.minute << " " << time.second << " " << time.milliSecond << "\n";
+}
+
+void TFileTime::ReadAscii(TAsciiInFilter &in) {
+    vlib::TCalendarTime time{};
+    in >> time.year >> time.month >> time.day;
+    char word[81];
+    (void)in.ReadChars(word, sizeof word); // "at"; its content does not matter
+    in >> time.hour >> time.minute >> time.second >> time.milliSecond;
+    uint64_t value;
+    if (vlib::CalendarToFileTime(time, value))
+        SetValue(value);
 }

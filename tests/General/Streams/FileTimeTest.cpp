@@ -2,9 +2,15 @@
 // against the C library's own UTC and local calendars, and the Unix conversions.
 #include "General/Streams/FileTime.h"
 
+#include <cstring>
 #include <ctime>
+#include <string>
 
 #include <gtest/gtest.h>
+
+#include "General/Streams/AsciiFilter.h"
+#include "General/Streams/BinaryFilter.h"
+#include "General/Streams/FileBuf.h"
 
 namespace {
 
@@ -28,6 +34,29 @@ uint64_t FromCalendar(int year, int month, int day, int hour, int minute, int se
     const long long seconds = timegm(&fields);
     return static_cast<uint64_t>(seconds * 10000000LL + ms * 10000LL +
                                  static_cast<long long>(TFileTime::kUnixEpoch));
+}
+
+/// The text form of `time`, written through a text filter into memory.
+std::string WriteText(const TFileTime &time) {
+    TManagedFileBuf file;
+    EXPECT_TRUE(file.Open(4, 0));
+    TAsciiOutFilter out;
+    EXPECT_TRUE(out.Open(&file));
+    time.WriteAscii(out);
+    out.CloseLayer();
+    return std::string(reinterpret_cast<const char *>(file.GetBuffer()),
+                       static_cast<size_t>(file.Length()));
+}
+
+/// `time` after reading `text` into it through a text filter.
+TFileTime ReadText(std::string text, TFileTime time) {
+    TFixedFileBuf file;
+    EXPECT_TRUE(file.Open(reinterpret_cast<unsigned char *>(text.data()),
+                          static_cast<int>(text.size()), 2));
+    TAsciiInFilter in;
+    EXPECT_TRUE(in.Open(&file));
+    time.ReadAscii(in);
+    return time;
 }
 
 } // namespace
@@ -224,4 +253,78 @@ TEST(FileTime, NowIsPresentToTheMillisecond) {
     const TFileTime high = TFileTime::FromUnix(after.tv_sec, after.tv_nsec);
     EXPECT_FALSE(low.IsNewerThan(now, 0));
     EXPECT_FALSE(now.IsNewerThan(high, 0));
+}
+
+TEST(FileTime, TextForm) {
+    struct Case {
+        uint64_t value;
+        const char *text;
+    };
+    const Case kCases[] = {
+        {FromCalendar(2000, 2, 29, 12, 34, 56, 789), "2000 2 29 at 12 34 56 789\n"},
+        {0, "1601 1 1 at 0 0 0 0\n"},
+        {FromCalendar(2024, 12, 31, 23, 59, 59, 999) + 9999, "2024 12 31 at 23 59 59 999\n"},
+    };
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(WriteText(Make(c.value)), c.text);
+    }
+}
+
+TEST(FileTime, TextRoundTripKeepsMilliseconds) {
+    // The tenths of microseconds are lost, so only IsEqual within 1 ms must hold.
+    for (const uint64_t value :
+         {uint64_t(0), FromCalendar(1999, 12, 31, 23, 59, 59, 0) + 12345,
+          FromCalendar(2038, 1, 19, 3, 14, 7, 999) + 9999, TFileTime::Now().GetValue() + 4321}) {
+        SCOPED_TRACE(value);
+        const TFileTime time = Make(value);
+        const TFileTime back = ReadText(WriteText(time), TFileTime());
+        EXPECT_TRUE(back.IsEqual(time, 1));
+        EXPECT_EQ(back.GetValue(), value - value % kMs);
+    }
+}
+
+TEST(FileTime, NewestStaysNewestAsText) {
+    TFileTime newest;
+    newest.SetToNewest();
+    const TFileTime back = ReadText(WriteText(newest), TFileTime());
+    EXPECT_TRUE(back.IsNewerThan(TFileTime::FromUnix(253402300799LL, 0), 0)); // year 9999
+}
+
+TEST(FileTime, BadTextLeavesTime) {
+    const TFileTime before = Make(FromCalendar(2010, 5, 6, 7, 8, 9, 10));
+    for (const char *text : {"", "2001 2 29 at 0 0 0 0\n", "2001 13 1 at 0 0 0 0\n", "abc def",
+                             "2001 1 1 at 24 0 0 0\n"}) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(ReadText(text, before), before);
+    }
+    // The word between the date and the time is not looked at.
+    EXPECT_EQ(ReadText("2010 5 6 xyz 7 8 9 10", TFileTime()), before);
+}
+
+TEST(FileTime, BinaryFormIsLittleEndianLowWordFirst) {
+    const TFileTime time(FILETIME{0x44332211, 0x88776655});
+    TManagedFileBuf file;
+    ASSERT_TRUE(file.Open(4, 0));
+    TBinaryOutFilter out;
+    ASSERT_TRUE(out.Open(&file));
+    time.WriteBinary(out);
+    out.CloseLayer();
+    ASSERT_EQ(file.Length(), 8);
+    const unsigned char expected[8] = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88};
+    EXPECT_EQ(std::memcmp(file.GetBuffer(), expected, 8), 0);
+
+    for (int size : {8, 7, 0}) {
+        SCOPED_TRACE(size);
+        unsigned char bytes[8];
+        std::memcpy(bytes, expected, 8);
+        TFixedFileBuf in;
+        ASSERT_TRUE(in.Open(bytes, size, 2));
+        TBinaryInFilter filter;
+        ASSERT_TRUE(filter.Open(&in));
+        TFileTime read = Make(5);
+        read.ReadBinary(filter);
+        // A short read leaves the time as it was.
+        EXPECT_EQ(read, size == 8 ? time : Make(5));
+    }
 }
