@@ -25,6 +25,22 @@ TEST(Perlin, RawNoiseOfTheOrigin) {
     EXPECT_EQ(TPerlin2D::RawNoise(60, 2), TPerlin2D::RawNoise(3, 3));
 }
 
+TEST(Perlin, OneOctaveIsTheBilinearFormOfRawNoise) {
+    // One octave recomputed from the public lattice hash and the bilinear formula.
+    const TPerlin2D single(1.0f, 1.0f, 0.5f, 1);
+    for (int i = 0; i < 500; ++i) {
+        const float x = float(i) * 3.71f + 0.013f, y = float(i * i % 997) * 1.93f + 0.41f;
+        const uint32_t ix = uint32_t(x), iy = uint32_t(y);
+        const double fx = float(x - float(ix)), fy = float(y - float(iy));
+        const double bottom =
+            (1.0 - fx) * TPerlin2D::RawNoise(ix, iy) + fx * TPerlin2D::RawNoise(ix + 1, iy);
+        const double top =
+            (1.0 - fx) * TPerlin2D::RawNoise(ix, iy + 1) + fx * TPerlin2D::RawNoise(ix + 1, iy + 1);
+        ASSERT_EQ(single.EvaluateFast(TVector2(x, y)), float((1.0 - fy) * bottom + fy * top))
+            << x << "," << y;
+    }
+}
+
 TEST(Perlin, GoldenValues) {
     struct Case {
         float x, y, slow, fast, mixed;
