@@ -209,3 +209,18 @@ TEST(DeflateFilter, LowerWriteFailuresAreNeverReportedAsSuccess) {
     EXPECT_TRUE(file.IsBad());
     EXPECT_FALSE(deflate.Close());
 }
+
+TEST(InflateFilter, EndsAtTheStreamsEndEvenWithBytesBehindIt) {
+    const Bytes data = Sample(1000, true, 7);
+    Bytes packed = Deflate(data, 1000);
+    packed.insert(packed.end(), {'t', 'a', 'i', 'l'});
+    TFixedFileBuf file;
+    ASSERT_TRUE(file.Open(packed.data(), int(packed.size()), kRead));
+    TInflateFilter inflate;
+    ASSERT_TRUE(inflate.Open(&file));
+    Bytes out(2000);
+    EXPECT_EQ(inflate.Read(out.data(), 2000), 1000);
+    EXPECT_TRUE(inflate.AtEOF()) << "read-ahead input is waiting, but the stream has ended";
+    EXPECT_EQ(inflate.Read(out.data(), 10), 0);
+    EXPECT_FALSE(inflate.IsBad());
+}
