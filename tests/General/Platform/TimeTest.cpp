@@ -226,26 +226,32 @@ TEST(Timer, CopyTakesTheStateAndAFreshSourceOfItsOwn) {
 
 TEST(Timer, PerformanceSourceLosesNothingWhenPolledFast) {
     // Thousands of calls less than a microsecond apart: a source that dropped the part of a
-    // microsecond at each call would stall.
-    const auto begin = std::chrono::steady_clock::now();
-    TTimerSourcePerformance source;
-    __int64 sum = 0;
-    int calls = 0;
-    for (bool last = false; !last; ++calls) {
-        last = std::chrono::steady_clock::now() - begin >= std::chrono::milliseconds(3) &&
-               calls >= 2000;
-        TTime elapsed;
-        source.GetElapsed(elapsed);
-        EXPECT_GE(elapsed.GetValue(), 0);
-        sum += elapsed.GetValue();
-    }
-    const auto wall = std::chrono::duration_cast<std::chrono::microseconds>(
-                          std::chrono::steady_clock::now() - begin)
-                          .count();
-    // Dropping up to a microsecond at each of 2000 calls would lose about a millisecond; a
-    // pre-emption between the clock reads above may cost some tens of microseconds.
-    EXPECT_GE(sum, 3000 - 100);
-    EXPECT_LE(sum, wall + 1);
+    // microsecond at each call would lose about a millisecond over 2000 calls. A pre-emption
+    // between the clock reads can spoil one attempt on a loaded machine, so one of five must
+    // come out right.
+    auto attempt = [] {
+        const auto begin = std::chrono::steady_clock::now();
+        TTimerSourcePerformance source;
+        __int64 sum = 0;
+        int calls = 0;
+        for (bool last = false; !last; ++calls) {
+            last = std::chrono::steady_clock::now() - begin >= std::chrono::milliseconds(3) &&
+                   calls >= 2000;
+            TTime elapsed;
+            source.GetElapsed(elapsed);
+            if (elapsed < TTime::Zero)
+                return false;
+            sum += elapsed.GetValue();
+        }
+        const auto wall = std::chrono::duration_cast<std::chrono::microseconds>(
+                              std::chrono::steady_clock::now() - begin)
+                              .count();
+        return sum >= 3000 - 100 && sum <= wall + 1;
+    };
+    bool ok = false;
+    for (int i = 0; i < 5 && !ok; ++i)
+        ok = attempt();
+    EXPECT_TRUE(ok);
 }
 
 TEST(Timer, TickSourceCountsMilliseconds) {

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "General/Platform/Thread.h"
+#include "Support/Eventually.h"
 
 namespace {
 
@@ -35,6 +36,18 @@ void *Work2(void *, int) {
 }
 void *EndAtOnce(void *, int) {
     return nullptr;
+}
+
+TTime TotalUsed() {
+    return TTwoThreadScheduler::GetTimeUsed(1) + TTwoThreadScheduler::GetTimeUsed(2);
+}
+
+// Waits until the scheduler has shared out at least `ms` milliseconds; a loaded machine may
+// hold its timer back.
+bool SharedOut(int ms) {
+    return vlib::test::Eventually(
+        [ms] { return TotalUsed() >= TTime::MakeMilliSecondsFromInt(ms); },
+        std::chrono::milliseconds(10000));
 }
 
 double Share1() {
@@ -77,7 +90,7 @@ TEST_F(TwoThreadSchedulerTest, OnlyOneRunsAtATime) {
 
 TEST_F(TwoThreadSchedulerTest, AccountsFollowTheProportion) {
     ASSERT_TRUE(m_Scheduler.Start(m_Thread1, m_Thread2, 0.75f));
-    std::this_thread::sleep_for(120ms);
+    ASSERT_TRUE(SharedOut(100));
     const double share = Share1();
     const long work1 = gWork[0], work2 = gWork[1];
     m_Scheduler.Stop();
@@ -112,7 +125,7 @@ TEST_F(TwoThreadSchedulerTest, TheFavouredThreadRunsAndTheOtherIsSuspended) {
 
 TEST_F(TwoThreadSchedulerTest, NewProportionHoldsAtOnce) {
     ASSERT_TRUE(m_Scheduler.Start(m_Thread1, m_Thread2, 0.5f));
-    std::this_thread::sleep_for(40ms);
+    ASSERT_TRUE(SharedOut(40));
     m_Scheduler.SetProportion1(0.2f);
     // The accounts were rewritten: the share is the new one at once, not 0.5 catching up.
     // (A tick or two may come in between; a stalled timer under load may credit more.)
@@ -133,7 +146,9 @@ TEST(TwoThreadScheduler, AnEndedThreadIsPassedOver) {
     TTwoThreadScheduler scheduler;
     // Proportion 0.1 prefers the ended thread 2 at every tick; thread 1 runs all the time.
     ASSERT_TRUE(scheduler.Start(worker, ended, 0.1f));
-    std::this_thread::sleep_for(20ms);
+    // Wait for a few ticks; a loaded machine may hold the timer back.
+    ASSERT_TRUE(vlib::test::Eventually(
+        [] { return TTwoThreadScheduler::GetTimeUsed(1) > TTime::MakeMilliSecondsFromInt(3); }));
     for (int check = 0; check < 3; ++check) {
         // Never suspended: a resume finds a count of 0. And it keeps working.
         EXPECT_EQ(vlib::ResumeThread(worker), 0);
