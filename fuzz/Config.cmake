@@ -1,0 +1,2 @@
+vlib_add_fuzzer(IniText)
+vlib_add_fuzzer(IniBinary)
