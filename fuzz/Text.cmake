@@ -1,1 +1,3 @@
 vlib_add_fuzzer(SplitString)
+vlib_add_fuzzer(XmlText)
+vlib_add_fuzzer(XmlBinary)

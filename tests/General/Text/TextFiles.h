@@ -2,6 +2,7 @@
 // bytes that a writer left in one.
 #pragma once
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -25,6 +26,25 @@ struct TSourceFile {
 inline std::string Contents(TManagedFileBuf &file) {
     return std::string(reinterpret_cast<const char *>(file.GetBuffer()),
                        static_cast<size_t>(file.Length()));
+}
+
+} // namespace vlib::test
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace vlib::test {
+
+/// Writes `bytes` as seed `n` of the fuzz corpus `format` under `directory`.
+inline void WriteSeed(const char *directory, const char *format, int n, const std::string &bytes) {
+    namespace fs = std::filesystem;
+    const fs::path folder = fs::path(directory) / format;
+    fs::create_directories(folder);
+    char name[32];
+    std::snprintf(name, sizeof(name), "seed_%02d", n);
+    std::ofstream out(folder / name, std::ios::binary);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 } // namespace vlib::test
