@@ -96,6 +96,9 @@ private:
     /// Loads the chunk at `base` unless it is the one in the buffer; false on a failed read,
     /// with Bad set and no chunk held.
     bool LoadChunk(int base);
+    /// Copies `count` bytes from `offset` of the chunk at `base` to `out`; a whole chunk
+    /// that is not loaded is read straight into `out`.
+    bool CopyChunk(int base, int offset, int count, unsigned char *out);
     void FreeBuffer();
     /// Reads up to `size` bytes at the system pointer and advances it; -1 on failure.
     int SystemRead(void *buffer, int size);

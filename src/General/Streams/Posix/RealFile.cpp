@@ -267,16 +267,14 @@ int TRealFile::Read(void *buffer, int size) {
         m_Position = end;
         return size;
     }
-    if (!EnsureChunk())
-        return 0;
     const int head = kChunkSize - (m_Position & kChunkMask);
-    std::memcpy(out, m_Buffer + (m_Position & kChunkMask), static_cast<size_t>(head));
+    if (!CopyChunk(m_Position & ~kChunkMask, m_Position & kChunkMask, head, out))
+        return 0;
     out += head;
     m_Position += head;
     while ((m_Position & ~kChunkMask) != (end & ~kChunkMask)) {
-        if (!EnsureChunk())
+        if (!CopyChunk(m_Position, 0, kChunkSize, out))
             return 0;
-        std::memcpy(out, m_Buffer, kChunkSize);
         out += kChunkSize;
         m_Position += kChunkSize;
     }
@@ -287,6 +285,27 @@ int TRealFile::Read(void *buffer, int size) {
         m_Position = end;
     }
     return size;
+}
+
+bool TRealFile::CopyChunk(int base, int offset, int count, unsigned char *out) {
+    if (offset != 0 || count != kChunkSize || base == m_ChunkBase) {
+        if (!LoadChunk(base))
+            return false;
+        std::memcpy(out, m_Buffer + offset, static_cast<size_t>(count));
+        return true;
+    }
+    // A whole chunk goes straight into the caller's memory: the same bytes without a second
+    // copy. The chunk buffer keeps the chunk it holds.
+    m_SystemPos = base;
+    const int got = SystemRead(out, kChunkSize);
+    if (got < 0) {
+        SetBad();
+        m_ChunkBase = -1;
+        return false;
+    }
+    if (got < kChunkSize)
+        std::memset(out + got, 0, static_cast<size_t>(kChunkSize - got));
+    return true;
 }
 
 bool TRealFile::Write(const void *buffer, int size) {
