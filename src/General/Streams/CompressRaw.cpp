@@ -1,5 +1,6 @@
-// The block compressor: a greedy nearest-first match search over a 1,024-byte window, with
-// a table of hash counters that rules out positions where no three-byte match can exist.
+// The block compressor: greedy, longest match first and nearest among the longest, over a
+// 1,024-byte window. Chains of earlier positions with equal three-byte hashes stand in for a
+// scan of every distance; they find the same match.
 #include "General/Streams/CompressRaw.h"
 
 #include <climits>
@@ -16,48 +17,71 @@ namespace {
 constexpr int kWindow = 1024;
 constexpr int kMinMatch = 3;
 constexpr int kMaxMatch = 65;
-constexpr int kHashSize = 997;
 
-/// The 24-bit little-endian value of the three bytes at `p`, modulo the table size. The last
-/// two positions of a block read zeros for the bytes past its end; no match starts there.
-inline int HashAt(const unsigned char *source, int size, int p) {
-    uint32_t v = source[p];
-    if (p + 1 < size)
-        v |= static_cast<uint32_t>(source[p + 1]) << 8;
-    if (p + 2 < size)
-        v |= static_cast<uint32_t>(source[p + 2]) << 16;
-    return static_cast<int>(v % kHashSize);
+/// Buckets of the match finder's chains of earlier positions with equal three-byte hashes.
+constexpr int kChainBuckets = 4096;
+
+inline int ChainKey(const unsigned char *at) {
+    const uint32_t v = static_cast<uint32_t>(at[0]) | static_cast<uint32_t>(at[1]) << 8 |
+                       static_cast<uint32_t>(at[2]) << 16;
+    return static_cast<int>((v * 2654435761u) >> 20);
 }
 
-/// Length of the longest match at `p` (at least 3) and its distance; length 2 means none.
-/// Candidates are tried nearest first and must beat the best so far, so the nearest of equal
-/// lengths wins.
-inline int FindMatch(const unsigned char *source, int p, int window, int limit, int *distance) {
-    const unsigned char *current = source + p;
-    int best = kMinMatch - 1;
-    for (int d = 1; d <= window; ++d) {
-        const unsigned char *candidate = current - d;
-        // A candidate must agree on best + 1 bytes; the last of them rejects most quickly.
-        if (candidate[best] != current[best] || std::memcmp(candidate, current, best) != 0)
-            continue;
-        int k = best + 1;
-        while (k + 4 <= limit) {
-            uint32_t a, b;
-            std::memcpy(&a, candidate + k, 4);
-            std::memcpy(&b, current + k, 4);
-            if (a != b)
-                break;
-            k += 4;
-        }
-        while (k < limit && candidate[k] == current[k])
-            ++k;
-        best = k;
-        *distance = d;
-        if (best >= limit)
-            break;
+/// Finds, for each position, the longest match within the window (up to `limit` bytes) and
+/// among the longest the nearest one. That is exactly what a plain scan of every distance
+/// from 1 upwards gives when a candidate must be strictly longer to replace the best; but
+/// only earlier positions that share the first three bytes can give a match of 3 or more,
+/// so the finder walks chains of those, nearest first, instead of every distance.
+class TMatchFinder {
+public:
+    TMatchFinder(const unsigned char *source, int size) : m_Source(source), m_Size(size) {
+        for (int &h : m_Head)
+            h = -1;
     }
-    return best;
-}
+
+    /// Records position `q` (in increasing order, each once).
+    void Insert(int q) {
+        if (q + 2 >= m_Size)
+            return; // too near the end to start a match
+        const int key = ChainKey(m_Source + q);
+        m_Prev[q & (kWindow - 1)] = m_Head[key];
+        m_Head[key] = q;
+    }
+
+    /// The best length at `p` (2 when there is no match of 3) and its distance.
+    int Find(int p, int window, int limit, int *distance) const {
+        const unsigned char *current = m_Source + p;
+        int best = kMinMatch - 1;
+        for (int q = m_Head[ChainKey(current)]; q >= 0 && q >= p - window;
+             q = m_Prev[q & (kWindow - 1)]) {
+            const unsigned char *candidate = m_Source + q;
+            if (candidate[best] != current[best] || std::memcmp(candidate, current, best) != 0)
+                continue;
+            int k = best + 1;
+            while (k + 4 <= limit) {
+                uint32_t a, b;
+                std::memcpy(&a, candidate + k, 4);
+                std::memcpy(&b, current + k, 4);
+                if (a != b)
+                    break;
+                k += 4;
+            }
+            while (k < limit && candidate[k] == current[k])
+                ++k;
+            best = k;
+            *distance = p - q;
+            if (best >= limit)
+                break;
+        }
+        return best;
+    }
+
+private:
+    const unsigned char *m_Source; // not owned
+    int m_Size;
+    int m_Head[kChainBuckets];
+    int m_Prev[kWindow];
+};
 
 /// Writes groups of a control byte and up to eight items. A new group is opened as soon as
 /// one is full, so a block whose items fill the last group exactly ends with a further
@@ -168,9 +192,7 @@ unsigned char *TCompressRaw::Compress(const unsigned char *source, int size,
     destination[2] = static_cast<unsigned char>(stored >> 16);
     destination[3] = static_cast<unsigned char>(stored >> 24);
 
-    // How many of the last 1,024 positions have each hash: an empty counter proves that no
-    // three-byte match exists for a position with that hash.
-    uint16_t counters[kHashSize] = {};
+    TMatchFinder finder(source, size);
     TGroupWriter writer(destination + 4);
     int p = 0;
     while (p < size) {
@@ -178,19 +200,16 @@ unsigned char *TCompressRaw::Compress(const unsigned char *source, int size,
         const int window = p < kWindow ? p : kWindow;
         int length = 1;
         int distance = 0;
-        if (limit >= kMinMatch && window != 0 && counters[HashAt(source, size, p)] != 0)
-            length = FindMatch(source, p, window, limit, &distance);
+        if (limit >= kMinMatch && window != 0)
+            length = finder.Find(p, window, limit, &distance);
         if (length >= kMinMatch) {
             writer.Match(length, distance);
         } else {
             writer.Literal(source[p]);
             length = 1;
         }
-        for (int q = p; q < p + length; ++q) {
-            if (q >= kWindow)
-                --counters[HashAt(source, size, q - kWindow)];
-            ++counters[HashAt(source, size, q)];
-        }
+        for (int q = p; q < p + length; ++q)
+            finder.Insert(q);
         p += length;
     }
     unsigned char *end = writer.Finish();

@@ -1,5 +1,6 @@
 #include "General/Streams/CompressRaw.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -43,7 +44,101 @@ Bytes GameLikeData(size_t size, unsigned seed) {
     return out;
 }
 
+/// The compressor written out plainly: for each position, a hash counter over the last 1,024
+/// positions rules out hopeless ones, then every distance from 1 up to the window is tried
+/// and a candidate replaces the best only if strictly longer.
+Bytes ReferenceCompress(const Bytes &in) {
+    const int size = int(in.size());
+    Bytes out = {static_cast<unsigned char>(size), static_cast<unsigned char>(size >> 8),
+                 static_cast<unsigned char>(size >> 16), static_cast<unsigned char>(size >> 24)};
+    auto hash = [&](int p) {
+        uint32_t v = in[p];
+        if (p + 1 < size)
+            v |= uint32_t(in[p + 1]) << 8;
+        if (p + 2 < size)
+            v |= uint32_t(in[p + 2]) << 16;
+        return int(v % 997);
+    };
+    std::vector<int> counters(997, 0);
+    size_t control = out.size();
+    out.push_back(0);
+    int items = 0;
+    auto next = [&]() {
+        if (++items == 8) {
+            control = out.size();
+            out.push_back(0);
+            items = 0;
+        }
+    };
+    for (int p = 0; p < size;) {
+        const int m = std::min(size - p, 65);
+        const int w = std::min(p, 1024);
+        int best = 2, bestD = 0;
+        if (m >= 3 && w > 0 && counters[hash(p)] != 0) {
+            for (int d = 1; d <= w && best < m; ++d) {
+                if (std::memcmp(&in[p - d], &in[p], best + 1) != 0)
+                    continue;
+                int k = best + 1;
+                while (k < m && in[p - d + k] == in[p + k])
+                    ++k;
+                best = k;
+                bestD = d;
+            }
+        }
+        int length = 1;
+        if (best > 2) {
+            const unsigned word = unsigned(best - 2) << 10 | unsigned(bestD - 1);
+            out.push_back(static_cast<unsigned char>(word));
+            out.push_back(static_cast<unsigned char>(word >> 8));
+            out[control] |= static_cast<unsigned char>(1u << items);
+            length = best;
+        } else {
+            out.push_back(in[p]);
+        }
+        next();
+        for (int q = p; q < p + length; ++q) {
+            if (q >= 1024)
+                --counters[hash(q - 1024)];
+            ++counters[hash(q)];
+        }
+        p += length;
+    }
+    out[control] |= static_cast<unsigned char>(1u << items);
+    out.push_back(0);
+    out.push_back(0);
+    return out;
+}
+
 } // namespace
+
+TEST(CompressRaw, SameBlocksAsAScanOfEveryDistance) {
+    std::mt19937 rng(99);
+    for (int round = 0; round < 40; ++round) {
+        SCOPED_TRACE(round);
+        const size_t size = 1 + rng() % 4000;
+        Bytes input;
+        switch (round % 4) {
+        case 0:
+            input = GameLikeData(size, unsigned(round));
+            break;
+        case 1: // few symbols: long chains, many equal-length candidates
+            for (size_t i = 0; i < size; ++i)
+                input.push_back(static_cast<unsigned char>('a' + rng() % 3));
+            break;
+        case 2: // repeats just inside and just outside the window
+            input = GameLikeData(size, unsigned(round));
+            for (size_t i = 1030; i < input.size(); ++i)
+                if (rng() % 3 != 0)
+                    input[i] = input[i - 1020 - rng() % 10];
+            break;
+        default:
+            for (size_t i = 0; i < size; ++i)
+                input.push_back(static_cast<unsigned char>(rng()));
+            break;
+        }
+        EXPECT_EQ(Compress(input), ReferenceCompress(input));
+    }
+}
 
 // Blocks worked out by hand from the format: size, control bytes taken from bit 0 upward,
 // match words (length - 2) << 10 | (distance - 1), and the zero end marker.
