@@ -57,6 +57,7 @@ private:
     bool ParseXMLTagName(const char *&name, int &length);
     bool ParseEatWhite();
     bool IncParse();
+    void ReportEOF();
     void ResetParseIndex(int index);
     void ReportError(const char *message);
     /// Makes a tag with the pending attributes, child of the current tag if there is one.

@@ -102,14 +102,19 @@ void TXMLParser::ReportError(const char *message) {
     m_LastMessageLine = m_Line;
 }
 
-bool TXMLParser::IncParse() {
-    if (m_Index + 1 >= m_Length) {
-        ReportError("Unexpected EOF");
+// The step forward is the parser's inner loop: the end-of-text report stays out of line.
+inline bool TXMLParser::IncParse() {
+    if (__builtin_expect(m_Index + 1 >= m_Length, 0)) {
+        ReportEOF();
         return false;
     }
     m_Current = static_cast<unsigned char>(m_Data[++m_Index]);
     m_Line += m_Current == '\n';
     return true;
+}
+
+__attribute__((noinline)) void TXMLParser::ReportEOF() {
+    ReportError("Unexpected EOF");
 }
 
 void TXMLParser::ResetParseIndex(int index) {
