@@ -14,7 +14,8 @@
 /// A file: flags, an optional lower file, and the byte operations.
 class VLIB_API TFileObj : public TBaseAllocator {
 public:
-    enum TSeekMode { SeekStart = 0, SeekCurrent = 1, SeekEnd = 2 };
+    // A fixed underlying type: callers may pass other values, which each class treats as stated.
+    enum TSeekMode : int { SeekStart = 0, SeekCurrent = 1, SeekEnd = 2 };
 
     /// Public flag bits; the high 16 bits of the flags word belong to the concrete class.
     enum TFileFlag : uint32_t {
