@@ -52,19 +52,14 @@ uint32_t ParseHexWord(const char *token, bool *ok) {
 // ---------------------------------------------------------------------------------------------
 // TAsciiInFilter
 
-/// A set of characters as 256 bits; the terminating zero is never a member.
+/// A set of characters as a table of 256 flags; the terminating zero is never a member.
 struct TAsciiInFilter::TCharSet {
-    uint64_t bits[4] = {};
+    bool has[256] = {};
     constexpr explicit TCharSet(const char *set) {
-        for (; set != nullptr && *set != '\0'; ++set) {
-            const unsigned char c = static_cast<unsigned char>(*set);
-            bits[c >> 6] |= uint64_t(1) << (c & 63);
-        }
+        for (; set != nullptr && *set != '\0'; ++set)
+            has[static_cast<unsigned char>(*set)] = true;
     }
-    bool Has(char c) const {
-        const unsigned char u = static_cast<unsigned char>(c);
-        return (bits[u >> 6] >> (u & 63)) & 1;
-    }
+    bool Has(char c) const { return has[static_cast<unsigned char>(c)]; }
 };
 
 static constexpr const char *kWhiteSpace = " \t\n\r";
@@ -215,6 +210,9 @@ int TAsciiInFilter::ExtractInSet(char *buffer, const TCharSet &set) {
     EatAllIn(kWhite);
     int count = 0;
     buffer[count++] = m_Current; // the first character of a token is taken untested
+    // Line feeds inside a token are counted only if the set holds one; the stopping
+    // character is counted on the way out.
+    const int lineFeedInSet = set.Has('\n') ? 1 : 0;
     for (;;) {
         const char *p = m_WindowNext;
         const char *const end = m_WindowEnd;
@@ -222,11 +220,12 @@ int TAsciiInFilter::ExtractInSet(char *buffer, const TCharSet &set) {
         bool stopped = false;
         while (p < end) {
             const char c = *p++;
-            lines += c == '\n';
             if (!set.Has(c)) {
+                lines += c == '\n';
                 stopped = true;
                 break;
             }
+            lines += lineFeedInSet & (c == '\n');
             if (count < kTokenSize - 1)
                 buffer[count++] = c; // a longer token is read to its end and cut
         }
