@@ -16,7 +16,7 @@ template <class T, class Member> const void *GetVirtualTarget(const T *object, M
     std::memcpy(words, &member, sizeof(words));
     // For a virtual member the first word is one more than its slot's byte offset.
     const void *const *vtable;
-    std::memcpy(&vtable, object, sizeof(vtable));
+    std::memcpy(&vtable, static_cast<const void *>(object), sizeof(vtable));
     return vtable[(words[0] - 1) / sizeof(void *)];
 }
 
