@@ -7,8 +7,21 @@
 #include <atomic>
 #include <mutex>
 
-#include <mimalloc.h>
 #include <pthread.h>
+
+#if VLIB_SYSTEM_HEAP
+// Sanitizer builds use the C heap, so that AddressSanitizer sees every library block.
+#include <cstdlib>
+#include <malloc.h>
+#define VLIB_HEAP_MALLOC std::malloc
+#define VLIB_HEAP_FREE std::free
+#define VLIB_HEAP_USABLE_SIZE malloc_usable_size
+#else
+#include <mimalloc.h>
+#define VLIB_HEAP_MALLOC mi_malloc
+#define VLIB_HEAP_FREE mi_free
+#define VLIB_HEAP_USABLE_SIZE mi_usable_size
+#endif
 
 namespace {
 
@@ -94,10 +107,10 @@ unsigned long Sum() {
 } // namespace
 
 void *VMalloc(unsigned long size) {
-    void *block = mi_malloc(size);
+    void *block = VLIB_HEAP_MALLOC(size);
     if (block != nullptr) {
         TCounterSlot &slot = Slot();
-        Add(slot.bytes, static_cast<long>(mi_usable_size(block)));
+        Add(slot.bytes, static_cast<long>(VLIB_HEAP_USABLE_SIZE(block)));
         Add(slot.blocks, 1);
     }
     return block;
@@ -107,9 +120,9 @@ void VFree(void *block) {
     if (block == nullptr)
         return;
     TCounterSlot &slot = Slot();
-    Add(slot.bytes, -static_cast<long>(mi_usable_size(block)));
+    Add(slot.bytes, -static_cast<long>(VLIB_HEAP_USABLE_SIZE(block)));
     Add(slot.blocks, -1);
-    mi_free(block);
+    VLIB_HEAP_FREE(block);
 }
 
 unsigned long VTotalAlloc() { return Sum<&TCounterSlot::bytes, &TCounterRegistry::foldedBytes>(); }
@@ -119,8 +132,13 @@ unsigned long VLiveBlocks() {
 }
 
 unsigned long VMemFootPrint() {
+#if VLIB_SYSTEM_HEAP
+    struct mallinfo2 info = mallinfo2();
+    return static_cast<unsigned long>(info.arena + info.hblkhd);
+#else
     size_t elapsed = 0, user = 0, system = 0, rss = 0, peakRss = 0, commit = 0, peakCommit = 0,
            faults = 0;
     mi_process_info(&elapsed, &user, &system, &rss, &peakRss, &commit, &peakCommit, &faults);
     return static_cast<unsigned long>(commit);
+#endif
 }
