@@ -133,8 +133,12 @@ unsigned long VLiveBlocks() {
 
 unsigned long VMemFootPrint() {
 #if VLIB_SYSTEM_HEAP
+    // Under a sanitizer mallinfo2 may know nothing of the heap; the live bytes are then the
+    // best figure there is.
     struct mallinfo2 info = mallinfo2();
-    return static_cast<unsigned long>(info.arena + info.hblkhd);
+    const unsigned long heap = static_cast<unsigned long>(info.arena + info.hblkhd);
+    const unsigned long live = VTotalAlloc();
+    return heap > live ? heap : live;
 #else
     size_t elapsed = 0, user = 0, system = 0, rss = 0, peakRss = 0, commit = 0, peakCommit = 0,
            faults = 0;

@@ -313,8 +313,7 @@ TEST(SplitString, JoinedFieldsRoundTrip) {
 // with VLIB_WRITE_CORPUS=1 to write the files after a change to the writers.
 TEST(SplitString, FuzzCorpusMatchesWriters) {
     namespace fs = std::filesystem;
-    const fs::path dir =
-        (fs::path(__FILE__).parent_path() / "../../../fuzz/corpus/SplitString").lexically_normal();
+    const fs::path dir = fs::path(VLIB_SOURCE_DIR) / "fuzz/corpus/SplitString";
     const bool write = std::getenv("VLIB_WRITE_CORPUS") != nullptr;
     const char *kKindNames[] = {"plain", "csv", "command"};
     int counts[3] = {};
