@@ -1,15 +1,52 @@
-// The demo host: drives the library the way a game does. It builds a small component tree in
-// code (a clock, a spinner processed three times a frame, a logger that depends on the clock),
-// runs it for a number of frames and shows what ran, in which order, and how long it took.
+// The demo host: drives the library the way a game does. It reads its settings from the data
+// folder's demo.ini, builds a small component tree in code (a clock, a spinner processed
+// several times a frame, a logger that depends on the clock), runs it for a number of frames
+// and reports what ran, in which order, and how long it took. Every report line is sent as a
+// notification; a console listener prints it.
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "General/Components/ComponentManager.h"
+#include "General/Config/IniFile.h"
 #include "General/Core/LibAllocator.h"
+#include "General/Diagnostics/Notification.h"
 #include "General/Platform/Time.h"
+#include "General/Streams/RealFile.h"
 
 namespace {
+
+// One line of the demo's report, sent to whoever listens.
+struct TDemoReport {
+    const char *text;
+};
+
+// Prints every report it is sent.
+class TDemoConsole {
+public:
+    void OnReport(TDemoReport &report) { std::printf("%s\n", report.text); }
+};
+
+void SendReport(const char *format, ...) __attribute__((format(printf, 1, 2)));
+void SendReport(const char *format, ...) {
+    char line[512];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    TDemoReport report{line};
+    SendNotification(report);
+}
+
+// The demo's own settings, as read from demo.ini.
+struct TDemoSettings {
+    std::string title = "VLibBase demo";
+    int frames = 100;
+    int every = 25;
+    int step = 7;
+    int processCount = 3;
+};
 
 std::string initialisationOrder;
 std::string destructionOrder;
@@ -60,12 +97,14 @@ class TDemoSpinner : public TDemoComponent {
 
 public:
     int GetDegrees() const { return m_Degrees; }
+    int step = 7;
+    int processCount = 3;
 
 protected:
-    int GetProcessCount() override { return 3; }
+    int GetProcessCount() override { return processCount; }
     void Process() override {
         TDemoComponent::Process();
-        m_Degrees = (m_Degrees + 7) % 360;
+        m_Degrees = ((m_Degrees + step) % 360 + 360) % 360;
     }
 
 private:
@@ -84,9 +123,9 @@ public:
 protected:
     void Process() override {
         TDemoComponent::Process();
-        if (GetCalls() % every == 0)
-            std::printf("  frame %4d: clock at %8lld us, spinner at %3d degrees\n", GetCalls(),
-                        clock->GetNow().GetInt64MicroSeconds(), spinner->GetDegrees());
+        if (every > 0 && GetCalls() % every == 0)
+            SendReport("  frame %4d: clock at %8lld us, spinner at %3d degrees", GetCalls(),
+                       clock->GetNow().GetInt64MicroSeconds(), spinner->GetDegrees());
     }
 };
 
@@ -95,12 +134,39 @@ VLIB_IMPLEMENT_CREATABLE_CLASS(TDemoClock, TDemoComponent);
 VLIB_IMPLEMENT_CREATABLE_CLASS(TDemoSpinner, TDemoComponent);
 VLIB_IMPLEMENT_CREATABLE_CLASS(TDemoLogger, TDemoComponent);
 
+// Reads demo.ini; a missing file or key leaves the built-in value.
+TDemoSettings ReadSettings(const std::string &path) {
+    TDemoSettings settings;
+    TIniFile ini;
+    TRealFile file;
+    if (!file.Open(TDynamicString(path.c_str()), 2) || !ini.LoadAscii(&file)) {
+        SendReport("no settings read from %s: using the built-in ones", path.c_str());
+        return settings;
+    }
+    file.Close();
+    TDynamicString title;
+    if (ini.GetIniString("Demo", "Title", title))
+        settings.title = title.GetData();
+    settings.frames = ini.GetIniInt("Demo", "Frames", settings.frames);
+    settings.every = ini.GetIniInt("Logger", "Every", settings.every);
+    settings.step = ini.GetIniInt("Spinner", "Step", settings.step);
+    settings.processCount = ini.GetIniInt("Spinner", "ProcessCount", settings.processCount);
+    SendReport("settings read from %s", path.c_str());
+    return settings;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
     const std::string data = argc > 1 ? argv[1] : "examples/data";
-    const int frames = argc > 2 ? std::atoi(argv[2]) : 100;
-    std::printf("VLibBase demo host, sample data in %s\n", data.c_str());
+    TDemoConsole console;
+    (void)SubscribeNotification(&console, &TDemoConsole::OnReport, 1);
+
+    TDemoSettings settings = ReadSettings(data + "/demo.ini");
+    if (argc > 2)
+        settings.frames = std::atoi(argv[2]);
+    const int frames = settings.frames;
+    SendReport("%s, sample data in %s", settings.title.c_str(), data.c_str());
     (void)GetTimeNow(); // the process clock lives until exit: make it before counting blocks
     const size_t blocksAtStart = GetAllocatorInstance().GetLiveBlocks();
 
@@ -110,9 +176,9 @@ int main(int argc, char **argv) {
         manager->UseDirectory((data + "/").c_str());
         std::fflush(stdout); // keep the order of our lines and the library's debugger text
         if (manager->LoadRootComponents("Main.xml")) {
-            std::printf("loaded the tree from %s/Main.xml\n", data.c_str());
+            SendReport("loaded the tree from %s/Main.xml", data.c_str());
         } else {
-            std::printf("no definitions read from %s: building the tree in code\n", data.c_str());
+            SendReport("no definitions read from %s: building the tree in code", data.c_str());
             TComponentTreeBuilder builder(*manager);
             TComponent *app = builder.Make("TDemoComponent", "app");
             builder.SetRoot(app);
@@ -128,35 +194,39 @@ int main(int argc, char **argv) {
             builder.AddDependency(logger, clock);
             logger->clock = clock;
             logger->spinner = spinner;
+            logger->every = settings.every;
+            spinner->step = settings.step;
+            spinner->processCount = settings.processCount;
             if (!builder.Start()) {
-                std::printf("start aborted\n");
+                SendReport("start aborted");
                 return 1;
             }
         }
     }
 
-    std::printf("initialisation order: %s\n", initialisationOrder.c_str());
-    std::printf("running %d frames\n", frames);
+    SendReport("initialisation order: %s", initialisationOrder.c_str());
+    SendReport("running %d frames", frames);
     TStopWatch watch;
     watch.Start();
     for (int frame = 0; frame < frames; ++frame)
         manager->ProcessRoot();
     const TTime took = watch.Stop();
 
-    std::printf("process calls:\n");
+    SendReport("process calls:");
     for (int i = 0; i < manager->CountComponents(); ++i) {
         auto *component = static_cast<TDemoComponent *>(manager->GetComponent(i));
-        std::printf("  %-8s %5d (%.1f a frame)\n", component->GetName().GetData(),
-                    component->GetCalls(),
-                    frames > 0 ? static_cast<double>(component->GetCalls()) / frames : 0.0);
+        SendReport("  %-8s %5d (%.1f a frame)", component->GetName().GetData(),
+                   component->GetCalls(),
+                   frames > 0 ? static_cast<double>(component->GetCalls()) / frames : 0.0);
     }
-    std::printf("%d frames took %.3f ms, %.2f us a frame\n", frames, took.GetDoubleSeconds() * 1e3,
-                frames > 0 ? took.GetDoubleSeconds() * 1e6 / frames : 0.0);
+    SendReport("%d frames took %.3f ms, %.2f us a frame", frames, took.GetDoubleSeconds() * 1e3,
+               frames > 0 ? took.GetDoubleSeconds() * 1e6 / frames : 0.0);
 
     manager->UnloadRootComponents();
     delete manager;
-    std::printf("destruction order: %s\n", destructionOrder.c_str());
-    std::printf("library heap: %zu blocks live at start, %zu at the end\n", blocksAtStart,
-                GetAllocatorInstance().GetLiveBlocks());
+    SendReport("destruction order: %s", destructionOrder.c_str());
+    SendReport("library heap: %zu blocks live at start, %zu at the end", blocksAtStart,
+               GetAllocatorInstance().GetLiveBlocks());
+    UnsubscribeNotification<TDemoReport>(1);
     return 0;
 }
