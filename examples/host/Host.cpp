@@ -1,5 +1,6 @@
-// The demo host: drives the library the way a game does. It reads its settings from the data
-// folder's demo.ini, builds a small component tree in code (a clock, a spinner processed
+// The demo host: drives the library the way a game does. It reads its settings through
+// TConfigInfo from the data folder's demo.ini, under "--cfg Section Key Value" overrides from
+// its own command line, builds a small component tree in code (a clock, a spinner processed
 // several times a frame, a logger that depends on the clock), runs it for a number of frames
 // and reports what ran, in which order, and how long it took. Every report line is sent as a
 // notification; a console listener prints it.
@@ -9,11 +10,11 @@
 #include <string>
 
 #include "General/Components/ComponentManager.h"
-#include "General/Config/IniFile.h"
+#include "General/Config/ConfigInfo.h"
 #include "General/Core/LibAllocator.h"
+#include "General/Diagnostics/DebugLogger.h"
 #include "General/Diagnostics/Notification.h"
 #include "General/Platform/Time.h"
-#include "General/Streams/RealFile.h"
 
 namespace {
 
@@ -134,25 +135,30 @@ VLIB_IMPLEMENT_CREATABLE_CLASS(TDemoClock, TDemoComponent);
 VLIB_IMPLEMENT_CREATABLE_CLASS(TDemoSpinner, TDemoComponent);
 VLIB_IMPLEMENT_CREATABLE_CLASS(TDemoLogger, TDemoComponent);
 
-// Reads demo.ini; a missing file or key leaves the built-in value.
-TDemoSettings ReadSettings(const std::string &path) {
+// The demo's own settings; what neither demo.ini nor the command line gives keeps the value
+// written here.
+TDemoSettings ReadSettings(TConfigInfo &config) {
     TDemoSettings settings;
-    TIniFile ini;
-    TRealFile file;
-    if (!file.Open(TDynamicString(path.c_str()), 2) || !ini.LoadAscii(&file)) {
-        SendReport("no settings read from %s: using the built-in ones", path.c_str());
-        return settings;
-    }
-    file.Close();
-    TDynamicString title;
-    if (ini.GetIniString("Demo", "Title", title))
-        settings.title = title.GetData();
-    settings.frames = ini.GetIniInt("Demo", "Frames", settings.frames);
-    settings.every = ini.GetIniInt("Logger", "Every", settings.every);
-    settings.step = ini.GetIniInt("Spinner", "Step", settings.step);
-    settings.processCount = ini.GetIniInt("Spinner", "ProcessCount", settings.processCount);
-    SendReport("settings read from %s", path.c_str());
+    config.BeginSectionRead("Demo");
+    settings.title = config.ReadString("Title", "VLibBase demo").GetData();
+    settings.frames = config.ReadInt("Frames", "100");
+    config.BeginSectionRead("Logger");
+    settings.every = config.ReadInt("Every", "25");
+    config.BeginSectionRead("Spinner");
+    settings.step = config.ReadInt("Step", "7");
+    settings.processCount = config.ReadInt("ProcessCount", "3");
     return settings;
+}
+
+// The process's arguments as one command line, each argument with a blank in double quotes.
+std::string JoinArguments(int first, int argc, char **argv) {
+    std::string line;
+    for (int i = first; i < argc; ++i) {
+        const std::string arg = argv[i];
+        line += (line.empty() ? "" : " ") +
+                (arg.find(' ') != std::string::npos || arg.empty() ? '"' + arg + '"' : arg);
+    }
+    return line;
 }
 
 } // namespace
@@ -162,11 +168,19 @@ int main(int argc, char **argv) {
     TDemoConsole console;
     (void)SubscribeNotification(&console, &TDemoConsole::OnReport, 1);
 
-    TDemoSettings settings = ReadSettings(data + "/demo.ini");
-    if (argc > 2)
-        settings.frames = std::atoi(argv[2]);
+    const std::string iniFile = data + "/demo.ini";
+    const std::string commandLine = JoinArguments(2, argc, argv);
+    auto *config =
+        new TConfigInfo(TDynamicString(iniFile.c_str()), TDynamicString(commandLine.c_str()));
+    const TDemoSettings settings = ReadSettings(*config);
     const int frames = settings.frames;
     SendReport("%s, sample data in %s", settings.title.c_str(), data.c_str());
+    SendReport("settings from %s", config->GetConfigFile()->GetName().GetData());
+    SendReport("resource path %s, debug output in %s", config->ResourcePath.GetData(),
+               config->DebugOutputPath.GetData());
+    if (config->GetDebugLogger() != nullptr)
+        SendReport("debug log %s (%s)", config->GetDebugLogger()->GetFilename().GetData(),
+                   config->GetDebugLogger()->IsOpen() ? "open" : "could not be opened");
     (void)GetTimeNow(); // the process clock lives until exit: make it before counting blocks
     const size_t blocksAtStart = GetAllocatorInstance().GetLiveBlocks();
 
@@ -227,6 +241,7 @@ int main(int argc, char **argv) {
     SendReport("destruction order: %s", destructionOrder.c_str());
     SendReport("library heap: %zu blocks live at start, %zu at the end", blocksAtStart,
                GetAllocatorInstance().GetLiveBlocks());
+    delete config;
     UnsubscribeNotification<TDemoReport>(1);
     return 0;
 }
