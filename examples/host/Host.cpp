@@ -10,6 +10,7 @@
 #include <string>
 
 #include "General/Components/ComponentManager.h"
+#include "General/Config/CommandLine.h"
 #include "General/Config/ConfigInfo.h"
 #include "General/Core/LibAllocator.h"
 #include "General/Diagnostics/DebugLogger.h"
@@ -150,17 +151,6 @@ TDemoSettings ReadSettings(TConfigInfo &config) {
     return settings;
 }
 
-// The process's arguments as one command line, each argument with a blank in double quotes.
-std::string JoinArguments(int first, int argc, char **argv) {
-    std::string line;
-    for (int i = first; i < argc; ++i) {
-        const std::string arg = argv[i];
-        line += (line.empty() ? "" : " ") +
-                (arg.find(' ') != std::string::npos || arg.empty() ? '"' + arg + '"' : arg);
-    }
-    return line;
-}
-
 } // namespace
 
 int main(int argc, char **argv) {
@@ -169,9 +159,8 @@ int main(int argc, char **argv) {
     (void)SubscribeNotification(&console, &TDemoConsole::OnReport, 1);
 
     const std::string iniFile = data + "/demo.ini";
-    const std::string commandLine = JoinArguments(2, argc, argv);
-    auto *config =
-        new TConfigInfo(TDynamicString(iniFile.c_str()), TDynamicString(commandLine.c_str()));
+    const TDynamicString commandLine = TCommandLine::Join(argc > 2 ? argc - 2 : 0, argv + 2);
+    auto *config = new TConfigInfo(TDynamicString(iniFile.c_str()), commandLine);
     const TDemoSettings settings = ReadSettings(*config);
     const int frames = settings.frames;
     SendReport("%s, sample data in %s", settings.title.c_str(), data.c_str());

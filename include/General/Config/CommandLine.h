@@ -29,6 +29,11 @@ public:
     /// for the callers' sake and does not change the parse. A null text adds nothing.
     void Parse(const char *text, char switchChar, const char *delimiters);
 
+    /// The inverse of Parse for a process's arguments: `args` joined by blanks, each one that
+    /// is empty or holds a blank put in double quotes. An argument that holds a double quote
+    /// cannot be written back and is taken as it stands.
+    static TDynamicString Join(int count, const char *const *args);
+
     int GetNumArgs() const { return static_cast<int>(m_Args.size()); }
     /// `index` must be below GetNumArgs(); it is not checked.
     const TCommandLineArg &GetArg(int index) const { return m_Args[static_cast<size_t>(index)]; }

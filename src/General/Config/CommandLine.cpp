@@ -46,6 +46,22 @@ void TCommandLine::Parse(const char *text, char switchChar, const char * /*delim
     flush();
 }
 
+TDynamicString TCommandLine::Join(int count, const char *const *args) {
+    TDynamicString line;
+    for (int i = 0; i < count; ++i) {
+        const char *arg = args[i] != nullptr ? args[i] : "";
+        const bool quote = arg[0] == '\0' || std::strchr(arg, ' ') != nullptr;
+        if (i > 0)
+            line.Append(' ');
+        if (quote)
+            line.Append('"');
+        line.Append(arg);
+        if (quote)
+            line.Append('"');
+    }
+    return line;
+}
+
 const TCommandLineArg *TCommandLine::GetArg(const TDynamicString &name) const {
     for (const TCommandLineArg &arg : m_Args)
         if (arg.name.Compare(name.GetData(), false) == 0)

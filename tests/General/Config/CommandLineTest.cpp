@@ -1,6 +1,9 @@
 #include "General/Config/CommandLine.h"
 
+#include <cstdlib>
+#include <fstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -71,6 +74,72 @@ TEST(CommandLine, FindsArgByNameIgnoringCase) {
     EXPECT_STREQ(arg->parameters.at(0).GetData(), "640");
     EXPECT_EQ(line.GetArg(TDynamicString("Width")), nullptr); // switch character included
     EXPECT_EQ(line.GetArg(TDynamicString("-height")), nullptr);
+}
+
+// Argument lists as a host gets them from the system. Each is joined into one text, which
+// must parse back into the same switches and parameters. With VLIB_FUZZ_CORPUS_DIR set (to
+// the repository's fuzz/corpus) the texts are written as the seeds of the fuzz target.
+TEST(CommandLine, JoinedArgumentsParseBack) {
+    const std::vector<std::vector<const char *>> kArgLists = {
+        {},
+        {"-a"},
+        {"-a", "1", "2"},
+        {"x", "y", "-a"},
+        {"--cfg", "Debug", "DebugFlushLog", "true"},
+        {"--cfg", "Debug", "Debug output path", "/tmp/logs/"},
+        {"--cfg", "Gui", "Default font colour", "0.5, 0.5, 1"},
+        {"--cfg", "Debug", "x"},
+        {"--CFG", "Network", "Timeout", "100", "extra"},
+        {"--cfg", "ResourceSystem", "NumberOfResourceBanks", "2"},
+        {"--cfg", "Resources", "Resource path", "../Resource/"},
+        {"--cfg", "Demo", "Title", "A short run", "--cfg", "Demo", "Frames", "20"},
+        {"-width", "640", "-height", "480", "-fullscreen"},
+        {"/path/to/data", "-v"},
+        {"-a", "", "b"},
+        {"-a\tb", "c"},
+        {"--cfg", "Debug", "Debug output path", "D:\\logs\\"},
+        {"--cfg", "Sound", "subdirectory", "{root}/Sound"},
+        {"-x", "a b c d e f", "-y"},
+        {"--", "-", "--cfg"},
+        {"--cfg", "Debug", "Print filter", "Render*;Sound*"},
+        {"--cfg", "Debug", "No unhandled exceptions", "true", "--cfg", "Debug", "DebugViewAlerts",
+         "2"},
+    };
+    const char *directory = std::getenv("VLIB_FUZZ_CORPUS_DIR");
+    int n = 0;
+    for (const auto &args : kArgLists) {
+        const TDynamicString text = TCommandLine::Join(static_cast<int>(args.size()), args.data());
+        SCOPED_TRACE(text.GetData());
+        // Rebuild the expected args the way a reader of argv would group them.
+        std::string expected;
+        std::string current;
+        bool open = false;
+        for (const char *arg : args) {
+            if (arg[0] == '\0')
+                continue; // an empty token is dropped
+            if (arg[0] == '-') {
+                if (open)
+                    expected += (expected.empty() ? "" : " ") + current + ")";
+                current = std::string(arg) + "(";
+            } else {
+                if (!open)
+                    current = "(";
+                current += (current.back() == '(' ? "" : "|") + std::string(arg);
+            }
+            open = true;
+        }
+        if (open)
+            expected += (expected.empty() ? "" : " ") + current + ")";
+        TCommandLine line;
+        line.Parse(text.GetData(), '-', " \t");
+        EXPECT_EQ(Render(line), expected);
+        if (directory != nullptr) {
+            const std::string path = std::string(directory) + "/CommandLine/seed_" +
+                                     (n < 10 ? "0" : "") + std::to_string(n);
+            std::ofstream(path, std::ios::binary) << text.GetData();
+        }
+        ++n;
+    }
 }
 
 } // namespace
