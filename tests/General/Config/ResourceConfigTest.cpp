@@ -77,6 +77,28 @@ TEST(ResourceConfig, BanksGetIndicesInOrderAndBadLinesTakeNone) {
     EXPECT_EQ(Render(resources.GetResBankSpecification(2)), "0:f|-1:|||ro");
 }
 
+TEST(ResourceConfig, SettingsObjectLeavesNoBlockBehind) {
+    vlib::test::TTempDir dir;
+    const std::string ini = dir.File("banks.ini");
+    std::ofstream(ini) << "[ResourceSystem]\nNumberOfResourceBanks=2\n"
+                          "ResourceBank0=FileSystem \"a\" ZipFile \"b\" \"r\" \"l\" \"n\"\n"
+                          "ResourceBank1=PackedFileReadOnly \"c\"\n"
+                          "[Debug]\nDebug output path=" +
+                              dir.Path() +
+                              "\n"
+                              "Debug output log file=run.log\n";
+    const TDynamicString commandLine("--cfg Gui \"Default font\" {x}.fnt");
+    auto build = [&] {
+        TConfigInfo config(TDynamicString(ini.c_str()), commandLine);
+        return config.ResourceConfig->GetNumResourceBanks() == 2 &&
+               config.GetDebugLogger() != nullptr;
+    };
+    ASSERT_TRUE(build()); // first use makes the process-wide objects
+    const size_t before = GetAllocatorInstance().GetLiveBlocks();
+    ASSERT_TRUE(build());
+    EXPECT_EQ(GetAllocatorInstance().GetLiveBlocks(), before);
+}
+
 TEST(ResourceConfig, NegativeBankCountReadsNoBank) {
     TConfigInfo config(TDynamicString(""),
                        TDynamicString("--cfg ResourceSystem NumberOfResourceBanks -4 --cfg "
