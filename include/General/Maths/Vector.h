@@ -192,6 +192,8 @@ public:
     float operator[](int i) const { return i == 0 ? x : (i == 1 ? y : z); }
 
     static constexpr int GetCardinality() { return 3; }
+    /// Streams x, y and z under the names "Component[0]" to "Component[2]", in either form.
+    void Stream(TIOAdapter &io);
 
     float GetDot(const TVector3 &b) const { return x * b.x + y * b.y + z * b.z; }
     float GetLenSq() const { return x * x + y * y + z * z; }

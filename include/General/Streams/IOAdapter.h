@@ -14,8 +14,17 @@
 
 class TAsciiInFilter;
 class TAsciiOutFilter;
+class TColour;
 class TFileObj;
+class TMatrix3;
+class TMatrix4;
+class TMatrix43;
+class TPackColour;
+class TQuaternion;
+class TRectangle;
 class TStringDatabase;
+class TVector2;
+class TVector3;
 
 /// Counts the bytes that binary writes spend per field name.
 class VLIB_API TRootTrack {
@@ -114,6 +123,29 @@ public:
     /// write nothing.
     void StreamUnnamedInteger(int &value);
     void StreamUnnamedString(TString &value);
+
+    // Maths values: each is a run of StreamFloat or StreamInt calls. In binary form the calls
+    // get a null name (so binary tracking counts them under the empty name); in text form
+    // each element is named after `name`, as "name[i]", "name[row][column]" or "name[x]".
+
+    /// Elements 0 and 1, as "name[0]" and "name[1]".
+    void StreamVector2(TVector2 &value, const char *name);
+    /// Elements 0 to 2, as "name[0]" to "name[2]".
+    void StreamVector3(TVector3 &value, const char *name);
+    /// x, y, z, then w (w comes first in memory), as "name[x]" ... "name[w]".
+    void StreamQuaternion(TQuaternion &value, const char *name);
+    /// XMin, YMin, XMax, YMax, as "name[XMin]" ... "name[YMax]".
+    void StreamRect(TRectangle &value, const char *name);
+    /// Red, green and blue as floats, as "name[R]", "name[G]", "name[B]".
+    void StreamColour(TColour &value, const char *name);
+    /// Red, green, blue and alpha as four ints (16 bytes in binary), as "name[R]" ...
+    /// "name[A]"; the word is rebuilt from the four channels afterwards, also when writing.
+    void StreamPackColour(TPackColour &value, const char *name);
+    /// Row by row, as "name[row][column]".
+    void StreamMatrix3(TMatrix3 &value, const char *name);
+    void StreamMatrix4(TMatrix4 &value, const char *name);
+    /// Four rows of three, as "name[row][column]".
+    void StreamTransform(TMatrix43 &value, const char *name);
 
     /// Remembers the position of the file in use.
     void SetMark();

@@ -3,10 +3,17 @@
 #include "General/Maths/Vector.h"
 
 #include "General/Maths/FastAtan.h"
+#include "General/Streams/IOAdapter.h"
 
 #include <cmath>
 
 const TVector3 TVector3::Zero(0.0f, 0.0f, 0.0f);
+
+void TVector3::Stream(TIOAdapter &io) {
+    io.StreamFloat(x, "Component[0]");
+    io.StreamFloat(y, "Component[1]");
+    io.StreamFloat(z, "Component[2]");
+}
 
 void TVector3::SetAverage(const TVector3 *array, int n) {
     float sx = 0.0f, sy = 0.0f, sz = 0.0f;

@@ -165,8 +165,9 @@ bool TIOAdapter::CanReadMore() const {
 
 void TIOAdapter::WriteBytes(const void *data, int size, const char *name, int tracked) {
     (void)m_BinaryFile->Write(data, size); // a short write shows in the Bad flag
-    if (TRootTrack::GlobalTrack != nullptr && name != nullptr)
-        TRootTrack::GlobalTrack->Track(name, tracked);
+    // Unnamed values (the elements of maths values among them) share the empty-named entry.
+    if (TRootTrack::GlobalTrack != nullptr)
+        TRootTrack::GlobalTrack->Track(name != nullptr ? name : "", tracked);
 }
 
 bool TIOAdapter::ReadBytes(void *data, int size) {
