@@ -3,6 +3,7 @@
 // for: that second rounding is what makes the old texts differ from glibc's on exact halves.
 #include "General/Core/NumberText.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -39,12 +40,20 @@ TDecimal Decompose(double magnitude) {
         d.Decpt = 1;
         return d;
     }
-    // "d.dddddddddddddddde+XXX": glibc rounds correctly to the 17 digits.
+    // "d.dddddddddddddddde+XX", rounded correctly to the 17 digits (the same digits as
+    // printf's "%.16e", without its format parsing and locale look-ups).
     char text[40];
-    std::snprintf(text, sizeof text, "%.16e", magnitude);
+    const char *end = std::to_chars(text, text + sizeof text, magnitude,
+                                    std::chars_format::scientific, kSignificant - 1)
+                          .ptr;
     d.Digits[0] = text[0];
     std::memcpy(d.Digits + 1, text + 2, kSignificant - 1);
-    d.Decpt = std::atoi(text + 2 + kSignificant) + 1;
+    const char *p = text + 2 + kSignificant; // the exponent's sign
+    const bool negative = *p++ == '-';
+    int exponent = 0;
+    while (p < end)
+        exponent = exponent * 10 + (*p++ - '0');
+    d.Decpt = (negative ? -exponent : exponent) + 1;
     return d;
 }
 
@@ -141,10 +150,15 @@ void PutExponential(TTextSink &sink, const TRounded &r, const TFraction &f, bool
     PutFraction(sink, r, 1, f);
     // Zero has Decpt 1 as well, so its exponent reads +000.
     const int exponent = r.Decpt - 1;
-    char text[16];
-    std::snprintf(text, sizeof text, "%c%c%03d", upper ? 'E' : 'e', exponent < 0 ? '-' : '+',
-                  exponent < 0 ? -exponent : exponent);
-    sink.Put(text);
+    sink.Put(upper ? 'E' : 'e');
+    sink.Put(exponent < 0 ? '-' : '+');
+    char digits[16];
+    const char *end =
+        std::to_chars(digits, digits + sizeof digits, exponent < 0 ? -exponent : exponent).ptr;
+    for (ptrdiff_t pad = 3 - (end - digits); pad > 0; --pad)
+        sink.Put('0');
+    for (const char *p = digits; p < end; ++p)
+        sink.Put(*p);
 }
 
 /// Writes the texts of infinities and NaNs; false for a finite value.
@@ -170,6 +184,27 @@ int DigitValue(unsigned char c) {
     if (detail::IsAsciiAlpha(c))
         return detail::AsciiLower(c) - 'a' + 10;
     return 99;
+}
+
+/// The value of the decimal text [first, last), which holds digits with at most one point
+/// and an optional 'e' exponent, with the sign applied; as strtod gives it.
+double ParseDecimal(const char *first, const char *last, bool negative) {
+    double value = 0.0;
+    const std::from_chars_result r = std::from_chars(first, last, value);
+    if (r.ec == std::errc::result_out_of_range) {
+        // from_chars leaves the value alone on overflow and underflow, where strtod gives an
+        // infinity or the nearest denormal or zero: let strtod have those rare texts.
+        char local[128];
+        const size_t length = static_cast<size_t>(last - first);
+        if (length < sizeof local) {
+            std::memcpy(local, first, length);
+            local[length] = '\0';
+            value = std::strtod(local, nullptr);
+        } else {
+            value = std::strtod(first, nullptr); // the text ends where the number does
+        }
+    }
+    return negative ? -value : value;
 }
 
 } // namespace
@@ -326,8 +361,8 @@ double TextToDouble(const char *text, const char **end) {
     if (mantissa[0] == '0' && (mantissa[1] == 'x' || mantissa[1] == 'X'))
         return negative ? -0.0 : 0.0;
     if (exponentLetter == nullptr || *exponentLetter == 'e' || *exponentLetter == 'E')
-        return std::strtod(numberStart, nullptr);
-    // A 'd' exponent: hand strtod a copy with 'e' in its place.
+        return ParseDecimal(mantissa, p, negative);
+    // A 'd' exponent: parse a copy with 'e' in its place.
     const size_t length = static_cast<size_t>(p - numberStart);
     char local[128];
     char *copy = local;
@@ -339,7 +374,8 @@ double TextToDouble(const char *text, const char **end) {
     std::memcpy(copy, numberStart, length);
     copy[length] = '\0';
     copy[exponentLetter - numberStart] = 'e';
-    const double value = std::strtod(copy, nullptr);
+    const size_t signLength = static_cast<size_t>(mantissa - numberStart);
+    const double value = ParseDecimal(copy + signLength, copy + length, negative);
     if (copy != local)
         GetAllocatorInstance().Unalloc(reinterpret_cast<unsigned char *>(copy));
     return value;
