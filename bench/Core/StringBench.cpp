@@ -4,15 +4,13 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "General/Core/StrToID.h"
 #include "General/Core/StringInt.h"
+#include "Support/RatioReporter.h"
 
 namespace {
 
@@ -187,46 +185,21 @@ void BM_CompareNoCaseDynamicString(benchmark::State &state) {
 }
 BENCHMARK(BM_CompareNoCaseDynamicString);
 
-/// Console output as usual, and the CPU time per iteration of every run kept for the summary
-/// (CPU time, because the machine is shared and wall time swings with its load).
-class TRatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &run : runs)
-            if (run.run_type == Run::RT_Iteration && run.iterations > 0)
-                m_Times[run.benchmark_name()] = run.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    void PrintRatio(const char *ours, const char *theirs) const {
-        const auto a = m_Times.find(ours);
-        const auto b = m_Times.find(theirs);
-        if (a == m_Times.end() || b == m_Times.end() || b->second <= 0.0)
-            return;
-        std::printf("  %-32s / %-28s = %6.2f\n", ours, theirs, a->second / b->second);
-    }
-
-private:
-    std::map<std::string, double> m_Times;
-};
-
 } // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    TRatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    std::printf("\nCPU time ratios (ours / theirs; below 1 means ours is faster):\n");
-    reporter.PrintRatio("BM_HashStrToID", "BM_HashPlainFnv1");
-    reporter.PrintRatio("BM_HashStrToID", "BM_HashStdStringView");
-    reporter.PrintRatio("BM_AppendDynamicString", "BM_AppendStdString");
-    reporter.PrintRatio("BM_AppendStatic4096", "BM_AppendStdString");
-    reporter.PrintRatio("BM_FindDynamicString", "BM_FindStdString");
-    reporter.PrintRatio("BM_FindNoCaseDynamicString", "BM_FindStdString");
-    reporter.PrintRatio("BM_CompareDynamicString", "BM_CompareStdString");
-    reporter.PrintRatio("BM_CompareNoCaseDynamicString", "BM_CompareStdString");
-    benchmark::Shutdown();
-    return 0;
+    return vlib::bench::RunWithRatios(
+        argc, argv,
+        {
+            {"BM_HashStrToID", "BM_HashPlainFnv1", "StrToID / plain FNV-1 loop"},
+            {"BM_HashStrToID", "BM_HashStdStringView", "StrToID / std::hash<std::string_view>"},
+            {"BM_AppendDynamicString", "BM_AppendStdString", "dynamic string append / std::string"},
+            {"BM_AppendStatic4096", "BM_AppendStdString", "static string append / std::string"},
+            {"BM_FindDynamicString", "BM_FindStdString", "dynamic string Find / std::string"},
+            {"BM_FindNoCaseDynamicString", "BM_FindStdString",
+             "dynamic string FindNoCase / std::string find"},
+            {"BM_CompareDynamicString", "BM_CompareStdString", "dynamic string == / std::string"},
+            {"BM_CompareNoCaseDynamicString", "BM_CompareStdString",
+             "dynamic string CompareNoCase / std::string =="},
+        });
 }

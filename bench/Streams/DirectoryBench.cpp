@@ -3,17 +3,15 @@
 // directory test. Prints ours over theirs for each pair.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "General/Streams/Directory.h"
 #include "General/Streams/FileSystem.h"
+#include "Support/RatioReporter.h"
 
 namespace {
 
@@ -129,42 +127,18 @@ BENCHMARK(StdDirectoryIteratorKinds)->Unit(benchmark::kMillisecond);
 BENCHMARK(TDirectoryPattern)->Unit(benchmark::kMillisecond);
 BENCHMARK(StdDirectoryIteratorPattern)->Unit(benchmark::kMillisecond);
 
-// Prints ours over theirs for each pair of runs.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        // With repetitions the mean stands for the pair; single runs stand for themselves.
-        for (const Run &run : runs) {
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "mean")
-                continue;
-            m_Times[run.run_name.function_name] = {run.GetAdjustedRealTime(),
-                                                   run.GetAdjustedCPUTime()};
-        }
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        for (const char *what : {"Names", "Kinds", "Pattern"}) {
-            auto ours = m_Times.find(std::string("TDirectory") + what);
-            auto theirs = m_Times.find(std::string("StdDirectoryIterator") + what);
-            if (ours != m_Times.end() && theirs != m_Times.end())
-                std::printf("ratio TDirectory/directory_iterator (%s): %.2f real, %.2f cpu\n", what,
-                            ours->second.first / theirs->second.first,
-                            ours->second.second / theirs->second.second);
-        }
-    }
-
-private:
-    std::map<std::string, std::pair<double, double>> m_Times; // real and processor time
-};
-
 } // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
     (void)Folder(); // make the folder before the clock runs
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+    return vlib::bench::RunWithRatios(argc, argv,
+                                      {
+                                          {"TDirectoryNames", "StdDirectoryIteratorNames",
+                                           "TDirectory / directory_iterator (Names)"},
+                                          {"TDirectoryKinds", "StdDirectoryIteratorKinds",
+                                           "TDirectory / directory_iterator (Kinds)"},
+                                          {"TDirectoryPattern", "StdDirectoryIteratorPattern",
+                                           "TDirectory / directory_iterator (Pattern)"},
+                                      },
+                                      nullptr, vlib::bench::TRatioClock::RealAndCpu);
 }

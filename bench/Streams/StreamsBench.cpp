@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <random>
 #include <string>
 #include <unistd.h>
@@ -21,6 +20,7 @@
 #include "General/Streams/DeflateFilter.h"
 #include "General/Streams/FileBuf.h"
 #include "General/Streams/RealFile.h"
+#include "Support/RatioReporter.h"
 
 namespace {
 
@@ -416,17 +416,29 @@ BENCHMARK(Zlib1Compress)->Unit(benchmark::kMillisecond);
 BENCHMARK(CompressRawDecompress)->Unit(benchmark::kMillisecond);
 BENCHMARK(Zlib1Decompress)->Unit(benchmark::kMillisecond);
 
-/// Prints ours over theirs for each pair, and the compression ratios of the block coders.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run> &runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs)
-            m_Times[run.benchmark_name()] = run.GetAdjustedCPUTime();
+/// The compressed sizes of the block coders, printed under the ratios.
+void PrintSizes() {
+    const Bytes &data = ZlibInput();
+    size_t raw = 0, zlib1 = 0;
+    Bytes out(compressBound(kBlock) + TCompressRaw::GetMaxCompSize(kBlock));
+    for (int b = 0; b < kBlocks; ++b) {
+        raw += TCompressRaw::Compress(data.data() + b * kBlock, kBlock, out.data()) - out.data();
+        uLongf size = static_cast<uLongf>(out.size());
+        compress2(out.data(), &size, data.data() + b * kBlock, kBlock, 1);
+        zlib1 += size;
     }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        static const char *const kPairs[][3] = {
+    const double total = double(kBlock) * kBlocks;
+    std::printf("  compressed size of 16 KB game-data blocks: TCompressRaw %.1f%%, zlib -1 "
+                "%.1f%%\n",
+                100.0 * raw / total, 100.0 * zlib1 / total);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    return vlib::bench::RunWithRatios(
+        argc, argv,
+        {
             {"DiskReadRealFile/16", "DiskReadStdio/16", "disk read, 16-byte pieces"},
             {"DiskReadRealFile/4096", "DiskReadStdio/4096", "disk read, 4 KB pieces"},
             {"DiskReadRealFile/65536", "DiskReadStdio/65536", "disk read, 64 KB pieces"},
@@ -438,50 +450,6 @@ public:
             {"InflateFilter", "InflateZlib", "inflate filter vs zlib"},
             {"CompressRawCompress", "Zlib1Compress", "TCompressRaw vs zlib -1, compress"},
             {"CompressRawDecompress", "Zlib1Decompress", "TCompressRaw vs zlib -1, decompress"},
-        };
-        std::printf("\nours / theirs, CPU time (below 1 is faster):\n");
-        for (const auto &pair : kPairs) {
-            auto ours = Find(pair[0]);
-            auto theirs = Find(pair[1]);
-            if (ours > 0 && theirs > 0)
-                std::printf("  %-40s %.2f\n", pair[2], ours / theirs);
-        }
-        PrintSizes();
-    }
-
-private:
-    double Find(const std::string &prefix) const {
-        for (const auto &[name, time] : m_Times)
-            if (name.compare(0, prefix.size(), prefix) == 0 &&
-                (name.size() == prefix.size() || name[prefix.size()] == '/'))
-                return time;
-        return 0;
-    }
-    static void PrintSizes() {
-        const Bytes &data = ZlibInput();
-        size_t raw = 0, zlib1 = 0;
-        Bytes out(compressBound(kBlock) + TCompressRaw::GetMaxCompSize(kBlock));
-        for (int b = 0; b < kBlocks; ++b) {
-            raw +=
-                TCompressRaw::Compress(data.data() + b * kBlock, kBlock, out.data()) - out.data();
-            uLongf size = static_cast<uLongf>(out.size());
-            compress2(out.data(), &size, data.data() + b * kBlock, kBlock, 1);
-            zlib1 += size;
-        }
-        const double total = double(kBlock) * kBlocks;
-        std::printf("  compressed size of 16 KB game-data blocks: TCompressRaw %.1f%%, zlib -1 "
-                    "%.1f%%\n",
-                    100.0 * raw / total, 100.0 * zlib1 / total);
-    }
-    std::map<std::string, double> m_Times;
-};
-
-} // namespace
-
-int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+        },
+        PrintSizes, vlib::bench::TRatioClock::Cpu);
 }
