@@ -71,6 +71,26 @@ TEST(Perlin, GoldenValues) {
     EXPECT_EQ(custom.EvaluateFast(TVector2(40.0f, 0.5f)), 2.28342533f);
 }
 
+TEST(Perlin, GradientGoldenValues) {
+    struct Case {
+        float x, y, value, gx, gy;
+    };
+    // Default parameters, every octave cubic: the value and both slopes to the bit.
+    const Case kCases[] = {
+        {0.37f, 1.91f, -0.383085042f, -6.9113493f, 2.91554856f},
+        {12.5f, 3.25f, -0.563579798f, -0.196139216f, 6.58568478f},
+        {-7.75f, 100.123f, 0.64541024f, -2.34970069f, 4.10476303f},
+    };
+    const TPerlin2D noise;
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(::testing::Message() << c.x << "," << c.y);
+        TVector2 g;
+        EXPECT_EQ(noise.EvaluateGradient(TVector2(c.x, c.y), g, 4), c.value);
+        EXPECT_EQ(g.x, c.gx);
+        EXPECT_EQ(g.y, c.gy);
+    }
+}
+
 TEST(Perlin, EvaluateFormsAgree) {
     TPerlin2D noise(1.5f, 0.7f, 0.45f, 5);
     for (int i = 0; i < 50; ++i) {
