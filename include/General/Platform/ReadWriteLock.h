@@ -12,12 +12,11 @@
 #include "General/Core/Error.h"
 #include "General/Core/Export.h"
 
-class TReadWriteLock;
-
-/// Threads asleep on one side of a TReadWriteLock, and the semaphore they sleep on.
+/// Threads asleep on one side of a TReadWriteLock, and the semaphore they sleep on. The list
+/// needs no way back to its lock: the lock passes its held mutex to every wait.
 class VLIB_API TWaitingThreadList {
 public:
-    explicit TWaitingThreadList(TReadWriteLock *owner);
+    TWaitingThreadList();
     TWaitingThreadList(const TWaitingThreadList &) = delete;
     TWaitingThreadList &operator=(const TWaitingThreadList &) = delete;
 
@@ -33,7 +32,6 @@ private:
 
     int m_Count;
     std::counting_semaphore<0x7FFFFFFF> m_Semaphore;
-    TReadWriteLock *m_Owner; // not owned
 };
 
 /// Many readers or one writer; writers have priority. Every release that has nothing to
@@ -75,8 +73,6 @@ public:
     int GetWaitingWriters() const;
 
 private:
-    friend class TWaitingThreadList;
-
     // The state word: active readers in the low 32 bits, then the writer bit, a bit set while
     // readers sleep, and the number of writers that wait (asleep or about to be).
     static constexpr uint64_t kReader = 1;

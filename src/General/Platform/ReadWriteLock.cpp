@@ -5,8 +5,7 @@
 // counted and no wake-up is lost.
 #include "General/Platform/ReadWriteLock.h"
 
-TWaitingThreadList::TWaitingThreadList(TReadWriteLock *owner)
-    : m_Count(0), m_Semaphore(0), m_Owner(owner) {}
+TWaitingThreadList::TWaitingThreadList() : m_Count(0), m_Semaphore(0) {}
 
 void TWaitingThreadList::Wait(std::unique_lock<std::mutex> &held) {
     ++m_Count;
@@ -21,7 +20,7 @@ void TWaitingThreadList::ReleaseAll() {
         m_Semaphore.release(m_Count);
 }
 
-TReadWriteLock::TReadWriteLock() : m_State(0), m_Readers(this), m_Writers(this) {}
+TReadWriteLock::TReadWriteLock() : m_State(0) {}
 
 TError TReadWriteLock::AcquireReadSlow() {
     std::unique_lock<std::mutex> held(m_Mutex);
