@@ -5,6 +5,7 @@
 #include "General/Streams/IOAdapter.h"
 
 #include <cstdio>
+#include <initializer_list>
 
 #include "General/Maths/Colour.h"
 #include "General/Maths/Matrix.h"
@@ -51,13 +52,26 @@ private:
     char m_Text[kNameSize];
 };
 
-/// Streams `rows` rows of `columns` floats, row after row.
+/// Streams `Rows` rows of `Columns` floats, row after row.
 template <int Rows, int Columns>
 void StreamRows(TIOAdapter &io, float (&values)[Rows][Columns], const char *name) {
     TElementName element(io, name);
     for (int row = 0; row < Rows; ++row)
         for (int column = 0; column < Columns; ++column)
             io.StreamFloat(values[row][column], element(row, column));
+}
+
+/// One float of a value and the suffix of its text name.
+struct TNamedFloat {
+    float *value; // not owned
+    const char *suffix;
+};
+
+/// Streams `fields` in order, named "name[suffix]" in text.
+void StreamFields(TIOAdapter &io, const char *name, std::initializer_list<TNamedFloat> fields) {
+    TElementName element(io, name);
+    for (const TNamedFloat &field : fields)
+        io.StreamFloat(*field.value, element(field.suffix));
 }
 
 } // namespace
@@ -76,26 +90,17 @@ void TIOAdapter::StreamVector3(TVector3 &value, const char *name) {
 }
 
 void TIOAdapter::StreamQuaternion(TQuaternion &value, const char *name) {
-    TElementName element(*this, name);
-    StreamFloat(value.x, element("x"));
-    StreamFloat(value.y, element("y"));
-    StreamFloat(value.z, element("z"));
-    StreamFloat(value.w, element("w"));
+    StreamFields(*this, name, {{&value.x, "x"}, {&value.y, "y"}, {&value.z, "z"}, {&value.w, "w"}});
 }
 
 void TIOAdapter::StreamRect(TRectangle &value, const char *name) {
-    TElementName element(*this, name);
-    StreamFloat(value.x0, element("XMin"));
-    StreamFloat(value.y0, element("YMin"));
-    StreamFloat(value.x1, element("XMax"));
-    StreamFloat(value.y1, element("YMax"));
+    StreamFields(
+        *this, name,
+        {{&value.x0, "XMin"}, {&value.y0, "YMin"}, {&value.x1, "XMax"}, {&value.y1, "YMax"}});
 }
 
 void TIOAdapter::StreamColour(TColour &value, const char *name) {
-    TElementName element(*this, name);
-    StreamFloat(value.r, element("R"));
-    StreamFloat(value.g, element("G"));
-    StreamFloat(value.b, element("B"));
+    StreamFields(*this, name, {{&value.r, "R"}, {&value.g, "G"}, {&value.b, "B"}});
 }
 
 void TIOAdapter::StreamPackColour(TPackColour &value, const char *name) {
