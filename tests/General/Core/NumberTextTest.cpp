@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -230,6 +231,26 @@ TEST(NumberText, TextToDoubleTakesLongNumbersWithDExponent) {
     const char *end = nullptr;
     EXPECT_DOUBLE_EQ(vlib::TextToDouble(text.c_str(), &end), 100.0);
     EXPECT_EQ(end, text.c_str() + text.size());
+}
+
+TEST(NumberText, TextToDoubleGivesStrtodsValueOutOfRange) {
+    // Overflow gives an infinity and underflow a denormal or a signed zero, as strtod does,
+    // also through the 'd' exponent and for texts longer than the reader's local copy.
+    const std::string longZeros = "0." + std::string(200, '0') + "1e-200";
+    const std::string longNines = std::string(200, '9') + "e200";
+    const std::string kTexts[] = {"1e400",     "-1e400",  "1e-400",  "-1d-400",
+                                  "4.9e-324",  "2e-310",  "1.8e308", "1.7e308",
+                                  "-2.5d-320", longZeros, longNines};
+    for (const std::string &text : kTexts) {
+        SCOPED_TRACE(text.substr(0, 24));
+        std::string strtodText = text;
+        for (char &c : strtodText)
+            c = c == 'd' ? 'e' : c;
+        const double expected = std::strtod(strtodText.c_str(), nullptr);
+        const double value = vlib::TextToDouble(text.c_str());
+        EXPECT_EQ(value, expected);
+        EXPECT_EQ(std::signbit(value), std::signbit(expected));
+    }
 }
 
 TEST(NumberText, GcvtTextReadsBackToTheSameFloat) {
