@@ -1,0 +1,660 @@
+// The directory store and the packed store. A pack is appended to only: a rewritten or
+// deleted file leaves a hole, and closing a pack with holes copies its live files into a
+// fresh pack that then replaces the old one by an atomic rename.
+#include "General/Resources/BankStore.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+#include <unistd.h>
+
+#include "General/Core/Detail/NoThrow.h"
+#include "General/Resources/Detail/PackIndex.h"
+#include "General/Resources/Resource.h"
+#include "General/Streams/FileBuf.h"
+#include "General/Streams/FileSystem.h"
+
+namespace {
+
+constexpr unsigned long kModeRead = 2;
+constexpr unsigned long kModeWrite = 4;
+constexpr unsigned long kModeAppend = 0x20;
+constexpr int kMaxEnumerateDepth = 64;
+constexpr uint64_t kPackLimit = 0x80000000u;
+
+// The directories of every pack of the process, shared by their records and kept to exit.
+struct TDirectoryTable {
+    std::mutex Lock;
+    TLibVector<TDynamicString> Names;
+};
+
+TDirectoryTable &Directories() {
+    static TDirectoryTable *table = new TDirectoryTable; // lives until exit, by design
+    return *table;
+}
+
+uint32_t InternDirectory(const TDynamicString &name) {
+    TDirectoryTable &table = Directories();
+    std::lock_guard<std::mutex> guard(table.Lock);
+    for (size_t i = 0; i < table.Names.size(); ++i) {
+        if (table.Names[i] == name)
+            return static_cast<uint32_t>(i);
+    }
+    table.Names.push_back(name);
+    return static_cast<uint32_t>(table.Names.size() - 1);
+}
+
+TDynamicString DirectoryName(uint32_t index) {
+    TDirectoryTable &table = Directories();
+    std::lock_guard<std::mutex> guard(table.Lock);
+    return index < table.Names.size() ? table.Names[index] : TDynamicString();
+}
+
+/// Splits at the last '/': "a/b/c" gives "a/b/" and "c".
+void SplitPath(const TDynamicString &path, TDynamicString &directory, TDynamicString &name) {
+    int slash = path.FindLastOccurence('/');
+    directory = path.Left(slash + 1);
+    name = path.From(slash + 1);
+}
+
+bool EnumerateDirectory(TBankFileSystem_I &store, const TDynamicString &root,
+                        const TDynamicString &sub, TBankFileVisitor_I &visitor, int depth) {
+    TDirectory directory(root + sub);
+    TLibVector<std::pair<TDynamicString, bool>> entries;
+    if (directory.GetFirstFile("*.*")) {
+        do {
+            entries.emplace_back(directory.GetFileName(), directory.IsADirectory());
+        } while (directory.GetNextFile());
+    }
+    (void)directory.EndGetFile(); // ending a search cannot fail
+    for (const auto &[name, isDirectory] : entries) {
+        if (!isDirectory) {
+            if (!visitor(store, sub + name))
+                return false;
+        } else if (name.GetCharacter(0) != '.' && depth < kMaxEnumerateDepth) {
+            // A subdirectory's early stop ends only that subdirectory's walk.
+            (void)EnumerateDirectory(store, root, sub + name + "/", visitor, depth + 1);
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Interface defaults and factory
+
+TFileObj *TBankFileSystem_I::OpenWindow(const TDynamicString &, unsigned long) {
+    return nullptr;
+}
+void TBankFileSystem_I::AddFile(const TDynamicString &) {}
+void TBankFileSystem_I::RemoveFile(const TDynamicString &) {}
+TDynamicString TBankFileSystem_I::GetPathOfHash(unsigned long) {
+    return TDynamicString();
+}
+
+TBankFileSystem_I *MakeBankStore(int kind) {
+    if (kind == 1)
+        return new (std::nothrow) TBankPackedFile;
+    return new (std::nothrow) TBankDirectory;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Directory store
+
+bool TBankDirectory::Open(const TDynamicString &location, bool readOnly) {
+    m_Directory.SetPath(location);
+    m_Directory.MakeAbsolute();
+    m_ReadOnly = readOnly;
+    return m_Directory.DirExists();
+}
+
+bool TBankDirectory::Create(const TDynamicString &location) {
+    m_Directory.SetPath(location);
+    return true;
+}
+
+TFileObj *TBankDirectory::OpenFile(unsigned long hash, unsigned long mode) {
+    auto it = m_Names.find(static_cast<uint32_t>(hash));
+    if (it == m_Names.end())
+        return nullptr;
+    return OpenFile(it->second, mode);
+}
+
+TFileObj *TBankDirectory::OpenFile(const TDynamicString &path, unsigned long mode) {
+    if (m_ReadOnly && (mode & (kModeWrite | kModeAppend)) != 0)
+        return nullptr;
+    return vlib::detail::CallNoThrow(
+        [&]() -> TFileObj * {
+            TDynamicString full = m_Directory.FilePath(path);
+            vlfs::path::MakeAbsolute(full);
+            if ((mode & kModeWrite) != 0) {
+                TDynamicString folder = vlfs::path::Split(full).first;
+                if (!folder.IsEmpty() && !vlfs::IsDirectory(folder))
+                    (void)vlfs::CreatePath(folder); // Open below reports a failure
+            }
+            auto *file = new TRealFile;
+            if (!file->Open(full, mode)) {
+                delete file;
+                return nullptr;
+            }
+            return file;
+        },
+        static_cast<TFileObj *>(nullptr));
+}
+
+void TBankDirectory::AddFile(const TDynamicString &path) {
+    m_Names[HashPathName(path.GetData())] = path;
+}
+
+void TBankDirectory::RemoveFile(const TDynamicString &path) {
+    m_Names.erase(HashPathName(path.GetData()));
+}
+
+void TBankDirectory::CloseFile(TFileObj *file) {
+    if (file == nullptr)
+        return;
+    if (file->IsOpen())
+        (void)file->Close(); // the caller has nothing to do about a failed close
+    delete file;
+}
+
+bool TBankDirectory::DeleteFile(const TDynamicString &path) {
+    return m_Directory.Delete(path);
+}
+
+bool TBankDirectory::Exists(const TDynamicString &path) {
+    return vlfs::IsFile(m_Directory.FilePath(path));
+}
+
+bool TBankDirectory::SetFileTime(const TDynamicString &path, TFileTime time) {
+    return vlfs::SetFileTime(m_Directory.FilePath(path), time, vlfs::LastWrite);
+}
+
+bool TBankDirectory::GetFileTime(const TDynamicString &path, TFileTime &time) {
+    return vlfs::FileTime(m_Directory.FilePath(path), time, vlfs::LastWrite);
+}
+
+int TBankDirectory::GetFileSize(const TDynamicString &path) {
+    return static_cast<int>(m_Directory.GetFileSize(path));
+}
+
+bool TBankDirectory::Enumerate(TBankFileVisitor_I &visitor) {
+    return EnumerateDirectory(*this, m_Directory.GetPath(), "./", visitor, 0);
+}
+
+bool TBankDirectory::GetFileLocation(unsigned long hash, TDynamicString &path,
+                                     unsigned long long &offset, unsigned long &size) {
+    return GetFileLocation(GetPathOfHash(hash), path, offset, size);
+}
+
+bool TBankDirectory::GetFileLocation(const TDynamicString &path, TDynamicString &outPath,
+                                     unsigned long long &offset, unsigned long &size) {
+    outPath = m_Directory.GetPath() + path;
+    offset = 0;
+    size = 0xFFFFFFFFu;
+    return true;
+}
+
+TDynamicString TBankDirectory::GetPathOfHash(unsigned long hash) {
+    auto it = m_Names.find(static_cast<uint32_t>(hash));
+    return it != m_Names.end() ? it->second : TDynamicString();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Packed store
+
+TBankPackedFile::~TBankPackedFile() {
+    if (m_IsOpen)
+        (void)Close(); // a destructor cannot report
+}
+
+bool TBankPackedFile::Open(const TDynamicString &location, bool readOnly) {
+    m_Path = location;
+    if (m_Path.FindSubstring(".vrb") < 0)
+        m_Path.Append(".vrb");
+    m_ReadOnly = readOnly;
+    m_Dirty = false;
+    m_NeedsCompacting = false;
+    m_WriteFailed = false;
+    m_Records.clear();
+    if (!m_File.Open(m_Path, readOnly ? kModeRead : kModeRead | kModeWrite))
+        return false;
+    m_IsOpen = true;
+    if (m_File.Length() < 1) {
+        if (readOnly) {
+            ReleaseAll();
+            return false;
+        }
+        m_Version = kVersion;
+        m_DataEnd = kHeaderSize;
+        m_DirectorySize = 4;
+        m_Dirty = true;
+        if (!WriteHeader(kVersion) || !WriteDirectory()) {
+            ReleaseAll();
+            return false;
+        }
+        m_Dirty = false;
+        return true;
+    }
+    unsigned char header[kHeaderSize];
+    bool ok = m_File.Seek(0, TFileObj::SeekStart) &&
+              m_File.Read(header, sizeof header) == static_cast<int>(sizeof header);
+    if (ok) {
+        m_Version = static_cast<uint32_t>(vlib::detail::GetLE(header + 4, 4));
+        m_DataEnd = vlib::detail::GetLE(header + 8, 8);
+        ok = m_Version != kWriting && ReadDirectory();
+    }
+    if (ok)
+        return true;
+    ReleaseAll();
+    if (readOnly)
+        return false;
+    // The pack is unreadable and will be started afresh. Its bytes are kept beside it, so
+    // that files still intact in it are not lost with the directory.
+    TDynamicString aside = m_Path + ".damaged";
+    (void)std::rename(m_Path.GetData(), aside.GetData()); // Create empties the pack anyway
+    TDynamicString base = m_Path;
+    if (base.GetLength() >= 4 && base.Right(4) == ".vrb")
+        base = base.Left(base.GetLength() - 4);
+    return Create(base);
+}
+
+bool TBankPackedFile::ReadDirectory() {
+    const int length = m_File.Length();
+    if (m_DataEnd < kHeaderSize || m_DataEnd > static_cast<uint64_t>(length))
+        return false;
+    const size_t size = static_cast<size_t>(static_cast<uint64_t>(length) - m_DataEnd);
+    return vlib::detail::CallNoThrow(
+        [&]() {
+            std::vector<unsigned char> bytes(size);
+            if (size < 4 || !m_File.Seek(static_cast<int>(m_DataEnd), TFileObj::SeekStart) ||
+                m_File.Read(bytes.data(), static_cast<int>(size)) != static_cast<int>(size))
+                return false;
+            std::vector<vlib::detail::TPackIndexEntry> entries;
+            size_t consumed = 0;
+            if (!vlib::detail::ParsePackIndex(bytes.data(), size, m_DataEnd, entries, consumed))
+                return false;
+            for (const auto &entry : entries) {
+                TDynamicString path(entry.Path.c_str());
+                TPackRecord record;
+                TDynamicString directory;
+                SplitPath(path, directory, record.FileName);
+                record.Directory = InternDirectory(directory);
+                record.Size = entry.Size;
+                record.Offset = entry.Offset;
+                record.Time.SetValue(entry.Time);
+                m_Records[HashPathName(path.GetData())] = std::move(record);
+            }
+            m_DirectorySize = consumed;
+            return true;
+        },
+        false);
+}
+
+bool TBankPackedFile::Create(const TDynamicString &location) {
+    m_Version = kVersion;
+    if (location.TestChar(-1, "/\\"))
+        return false;
+    TDynamicString path = location + ".vrb";
+    if (m_IsOpen)
+        ReleaseAll();
+    TRealFile empty;
+    if (!empty.Open(path, kModeWrite))
+        return false;
+    (void)empty.Close(); // nothing was written, so nothing can be lost
+    return Open(path, false);
+}
+
+bool TBankPackedFile::WriteAt(uint64_t offset, const void *data, size_t size) {
+    bool ok = offset < kPackLimit && m_File.Seek(static_cast<int>(offset), TFileObj::SeekStart) &&
+              m_File.Write(data, static_cast<int>(size));
+    if (!ok)
+        m_WriteFailed = true;
+    return ok;
+}
+
+bool TBankPackedFile::WriteHeader(uint32_t version) {
+    std::vector<unsigned char> header;
+    vlib::detail::PutLE(header, kMagic, 4);
+    vlib::detail::PutLE(header, version, 4);
+    vlib::detail::PutLE(header, m_DataEnd, 8);
+    return WriteAt(0, header.data(), header.size());
+}
+
+void TBankPackedFile::MarkDirty() {
+    if (m_Dirty)
+        return;
+    m_Dirty = true;
+    (void)WriteHeader(kWriting); // a failure is remembered in m_WriteFailed
+}
+
+bool TBankPackedFile::WriteDirectory() {
+    return vlib::detail::CallNoThrow(
+        [&]() {
+            std::vector<vlib::detail::TPackIndexEntry> entries;
+            entries.reserve(m_Records.size());
+            for (const auto &[hash, record] : m_Records) {
+                vlib::detail::TPackIndexEntry entry;
+                entry.Path = FullPath(record).GetData();
+                entry.Size = record.Size;
+                entry.Offset = record.Offset;
+                entry.Time = record.Time.GetValue();
+                entries.push_back(std::move(entry));
+            }
+            std::vector<unsigned char> bytes;
+            vlib::detail::WritePackIndex(entries, bytes);
+            m_DirectorySize = bytes.size();
+            if (!WriteAt(m_DataEnd, bytes.data(), bytes.size()))
+                return false;
+            // The directory goes out before the header is marked clean, so a pack whose
+            // header says version 2 always has its directory complete behind the data.
+            if (!m_File.Flush()) {
+                m_WriteFailed = true;
+                return false;
+            }
+            return WriteHeader(kVersion);
+        },
+        false);
+}
+
+TDynamicString TBankPackedFile::FullPath(const TPackRecord &record) const {
+    return DirectoryName(record.Directory) + record.FileName;
+}
+
+TPackRecord *TBankPackedFile::Find(uint32_t hash) {
+    auto it = m_Records.find(hash);
+    return it != m_Records.end() ? &it->second : nullptr;
+}
+
+TPackRecord *TBankPackedFile::Find(const TDynamicString &path) {
+    return Find(HashPathName(path.GetData()));
+}
+
+TFileObj *TBankPackedFile::OpenWindow(const TPackRecord &record, unsigned long mode) {
+    if (record.Offset == 0xFFFFFFFFu)
+        return nullptr;
+    return vlib::detail::CallNoThrow(
+        [&]() -> TFileObj * {
+            for (TWindow &window : m_Windows) {
+                if (!window.InUse && window.File->IsOpen() &&
+                    window.File->SetRange(static_cast<int>(record.Offset),
+                                          static_cast<int>(record.Size))) {
+                    window.InUse = true;
+                    return window.File;
+                }
+            }
+            auto *file = new TSubFile;
+            if (!file->Open(m_Path, static_cast<int>(record.Offset), static_cast<int>(record.Size),
+                            mode)) {
+                delete file;
+                return nullptr;
+            }
+            m_Windows.push_back(TWindow{true, file});
+            return file;
+        },
+        static_cast<TFileObj *>(nullptr));
+}
+
+TFileObj *TBankPackedFile::OpenFile(unsigned long hash, unsigned long mode) {
+    TPackRecord *record = Find(static_cast<uint32_t>(hash));
+    if (record == nullptr || (mode & (kModeWrite | kModeAppend)) != 0)
+        return nullptr;
+    if (!m_ReadOnly)
+        return OpenFile(FullPath(*record), mode);
+    return OpenWindow(*record, mode);
+}
+
+TFileObj *TBankPackedFile::OpenFile(const TDynamicString &path, unsigned long mode) {
+    if (!m_IsOpen)
+        return nullptr;
+    TPackRecord *record = Find(path);
+    if (record == nullptr && (mode & kModeWrite) == 0)
+        return nullptr;
+    if (m_ReadOnly) {
+        if ((mode & (kModeWrite | kModeAppend)) != 0)
+            return nullptr;
+        return OpenWindow(*record, mode);
+    }
+    return vlib::detail::CallNoThrow(
+        [&]() -> TFileObj * {
+            const uint32_t hash = HashPathName(path.GetData());
+            auto *buffer = new TManagedFileBuf;
+            if (!buffer->Open(mode, 0)) {
+                delete buffer;
+                return nullptr;
+            }
+            if (record == nullptr) {
+                TPackRecord fresh;
+                TDynamicString directory;
+                SplitPath(path, directory, fresh.FileName);
+                fresh.Directory = InternDirectory(directory);
+                fresh.Time.SetValue(0);
+                record = &m_Records.emplace(hash, std::move(fresh)).first->second;
+            } else if ((mode & kModeRead) != 0 && record->Offset != 0xFFFFFFFFu) {
+                buffer->Resize(static_cast<int>(record->Size));
+                const int size = static_cast<int>(record->Size);
+                if (!m_File.Seek(static_cast<int>(record->Offset), TFileObj::SeekStart) ||
+                    m_File.Read(buffer->GetBuffer(), size) != size) {
+                    delete buffer;
+                    return nullptr;
+                }
+                (void)buffer->Seek(0, TFileObj::SeekStart); // a buffer seek cannot fail
+            }
+            m_OpenFiles[buffer] = hash;
+            return buffer;
+        },
+        static_cast<TFileObj *>(nullptr));
+}
+
+TFileObj *TBankPackedFile::OpenWindow(const TDynamicString &path, unsigned long mode) {
+    if (!m_ReadOnly || (mode & (kModeWrite | kModeAppend)) != 0)
+        return nullptr;
+    TPackRecord *record = Find(path);
+    return record != nullptr ? OpenWindow(*record, mode) : nullptr;
+}
+
+void TBankPackedFile::CloseFile(TFileObj *file) {
+    if (file == nullptr)
+        return;
+    vlib::TCriticalSectionGuard guard(m_Lock);
+    for (TWindow &window : m_Windows) {
+        if (window.File == file) {
+            window.InUse = false;
+            return;
+        }
+    }
+    CloseFileLocked(static_cast<TManagedFileBuf *>(file));
+}
+
+void TBankPackedFile::CloseFileLocked(TManagedFileBuf *buffer) {
+    auto it = m_OpenFiles.find(buffer);
+    if (it == m_OpenFiles.end())
+        return;
+    const uint32_t hash = it->second;
+    m_OpenFiles.erase(it);
+    TPackRecord *record = Find(hash);
+    if (record != nullptr && buffer->IsWriteable()) {
+        const uint32_t size = static_cast<uint32_t>(buffer->Length());
+        record->Size = size;
+        record->Time = TFileTime::Now();
+        // Beyond 2 GiB the new bytes are dropped: the pack's offsets are 32-bit.
+        if (m_DirectorySize + size + m_DataEnd < kPackLimit) {
+            if (record->Offset != 0xFFFFFFFFu)
+                m_NeedsCompacting = true;
+            record->Offset = static_cast<uint32_t>(m_DataEnd);
+            m_DataEnd += size;
+            MarkDirty();
+            (void)WriteAt(record->Offset, buffer->GetBuffer(), size); // failure remembered
+        }
+    }
+    (void)buffer->Close(); // a memory buffer closes without fail
+    delete buffer;
+}
+
+bool TBankPackedFile::DeleteFile(const TDynamicString &path) {
+    vlib::TCriticalSectionGuard guard(m_Lock);
+    const uint32_t hash = HashPathName(path.GetData());
+    for (const auto &[buffer, openHash] : m_OpenFiles) {
+        if (openHash == hash)
+            return false;
+    }
+    if (m_Records.erase(hash) == 0)
+        return false;
+    m_NeedsCompacting = true;
+    MarkDirty();
+    return true;
+}
+
+bool TBankPackedFile::Exists(const TDynamicString &path) {
+    return Find(path) != nullptr;
+}
+
+bool TBankPackedFile::SetFileTime(const TDynamicString &path, TFileTime time) {
+    TPackRecord *record = Find(path);
+    if (record == nullptr)
+        return false;
+    record->Time = time;
+    return true;
+}
+
+bool TBankPackedFile::GetFileTime(const TDynamicString &path, TFileTime &time) {
+    TPackRecord *record = Find(path);
+    if (record == nullptr)
+        return false;
+    time = record->Time;
+    return true;
+}
+
+int TBankPackedFile::GetFileSize(const TDynamicString &path) {
+    TPackRecord *record = Find(path);
+    return record != nullptr ? static_cast<int>(record->Size) : 0;
+}
+
+bool TBankPackedFile::Enumerate(TBankFileVisitor_I &visitor) {
+    // Paths are taken first, so a visitor may open and close files as it goes.
+    TLibVector<TDynamicString> paths;
+    if (!vlib::detail::CallNoThrow([&]() {
+            for (const auto &[hash, record] : m_Records)
+                paths.push_back(FullPath(record));
+        }))
+        return false;
+    for (const TDynamicString &path : paths) {
+        if (!visitor(*this, path))
+            return false;
+    }
+    return true;
+}
+
+bool TBankPackedFile::GetFileLocation(unsigned long hash, TDynamicString &path,
+                                      unsigned long long &offset, unsigned long &size) {
+    TPackRecord *record = Find(static_cast<uint32_t>(hash));
+    if (record == nullptr)
+        return false;
+    path = m_Path;
+    offset = record->Offset;
+    size = record->Size;
+    return true;
+}
+
+bool TBankPackedFile::GetFileLocation(const TDynamicString &path, TDynamicString &outPath,
+                                      unsigned long long &offset, unsigned long &size) {
+    return GetFileLocation(HashPathName(path.GetData()), outPath, offset, size);
+}
+
+bool TBankPackedFile::Flush() {
+    if (!m_IsOpen)
+        return false;
+    {
+        vlib::TCriticalSectionGuard guard(m_Lock);
+        while (!m_OpenFiles.empty())
+            CloseFileLocked(m_OpenFiles.begin()->first);
+    }
+    if (m_Dirty) {
+        if (WriteDirectory())
+            m_Dirty = false;
+    }
+    if (!m_ReadOnly && !m_WriteFailed) {
+        const uint64_t total = m_DataEnd + m_DirectorySize;
+        if (static_cast<uint64_t>(m_File.Length()) != total &&
+            !m_File.SetLength(static_cast<int>(total)))
+            m_WriteFailed = true;
+    }
+    return !m_WriteFailed;
+}
+
+void TBankPackedFile::ReleaseAll() {
+    for (TWindow &window : m_Windows) {
+        if (window.File->IsOpen())
+            (void)window.File->Close(); // read-only windows have nothing to lose
+        delete window.File;
+    }
+    m_Windows.clear();
+    for (auto &[buffer, hash] : m_OpenFiles)
+        delete buffer;
+    m_OpenFiles.clear();
+    if (m_File.IsOpen())
+        (void)m_File.Close(); // written bytes were flushed or are reported through Flush
+    m_Records.clear();
+    m_IsOpen = false;
+}
+
+bool TBankPackedFile::Close() {
+    if (!m_IsOpen)
+        return false;
+    bool ok = Flush();
+    if (ok && m_NeedsCompacting && !m_ReadOnly) {
+        m_NeedsCompacting = false;
+        ok = Compact();
+    }
+    ReleaseAll();
+    return ok;
+}
+
+bool TBankPackedFile::Compact() {
+    // The copy is made beside the pack, so the final rename stays on one file system and
+    // replaces the pack in one step: a failure on the way leaves the old pack as it was.
+    TDynamicString folder = vlfs::path::Split(m_Path).first;
+    if (folder.IsEmpty())
+        folder = ".";
+    TDynamicString pattern = folder + "/TempStorageXXXXXX";
+    int fd = ::mkstemp(pattern.begin());
+    if (fd < 0)
+        return false;
+    ::close(fd);
+    TDynamicString tempPack = pattern + ".vrb";
+    bool ok = vlib::detail::CallNoThrow(
+        [&]() {
+            TBankPackedFile temp;
+            if (!temp.Create(pattern))
+                return false;
+            TLibVector<TDynamicString> paths;
+            for (const auto &[hash, record] : m_Records)
+                paths.push_back(FullPath(record));
+            for (const TDynamicString &path : paths) {
+                TFileObj *from = OpenFile(path, kModeRead);
+                if (from == nullptr)
+                    return false;
+                TFileObj *to = temp.OpenFile(path, kModeWrite);
+                bool copied = to != nullptr;
+                if (copied) {
+                    auto *source = static_cast<TManagedFileBuf *>(from);
+                    copied =
+                        to->Write(source->GetBuffer(), source->Length()) || source->Length() == 0;
+                    temp.CloseFile(to);
+                }
+                // The source buffer was opened for reading only, so closing writes nothing.
+                CloseFile(from);
+                if (!copied)
+                    return false;
+            }
+            return temp.Close();
+        },
+        false);
+    (void)std::remove(pattern.GetData()); // the name reservation only
+    if (ok && std::rename(tempPack.GetData(), m_Path.GetData()) == 0)
+        return true;
+    (void)std::remove(tempPack.GetData()); // the old pack stays in place
+    return false;
+}
