@@ -1,0 +1,204 @@
+// Loading and querying rule files. Each rule line gives a pattern, a priority and key/value
+// pairs; every pair becomes one compiled rule under its priority and key. A query formats the
+// values of every matching rule, one parameter list per priority.
+#include "General/Resources/ResourceRuleFile.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "General/Core/Detail/NoThrow.h"
+#include "General/Resources/Detail/RulePattern.h"
+#include "General/Streams/FileSystem.h"
+#include "General/Streams/RealFile.h"
+
+namespace {
+
+constexpr const char *kWhiteSpace = " \t\r\n";
+
+} // namespace
+
+TRule::TRule() = default;
+TRule::TRule(TRule &&other) noexcept = default;
+TRule &TRule::operator=(TRule &&other) noexcept = default;
+TRule::~TRule() = default;
+
+TResourceRuleFile::TResourceRuleFile(const TDynamicString &keyword) : m_Keyword(keyword) {}
+TResourceRuleFile::~TResourceRuleFile() = default;
+
+TDynamicString TResourceRuleFile::TranslateWildcard(const char *pattern) {
+    TDynamicString out;
+    for (const char *p = pattern; *p != '\0'; ++p) {
+        const char c = *p;
+        switch (c) {
+        case '$':
+        case '(':
+        case ')':
+        case '+':
+        case '[':
+        case ']':
+        case '^':
+        case '{':
+        case '}':
+            out.Append('\\').Append(c);
+            break;
+        case '*':
+            out.Append("[^/]*");
+            break;
+        case '.':
+            if (p[1] == '.' && p[2] == '.') {
+                out.Append(".*?");
+                p += 2;
+            } else {
+                out.Append("\\.");
+            }
+            break;
+        case '<':
+            out.Append('(');
+            break;
+        case '>':
+            out.Append(')');
+            break;
+        case '\\':
+            out.Append('/');
+            break;
+        default:
+            out.Append(c);
+            break;
+        }
+    }
+    return out;
+}
+
+void TResourceRuleFile::ParseLine(TDynamicString line) {
+    line.Trim(kWhiteSpace);
+    if (line.IsEmpty() || line.GetCharacter(0) == '#' || line.GetLength() >= kMaxLine)
+        return;
+
+    const char *rest = line.GetData();
+    const bool bareRule = line.GetCharacter(0) == '"' && m_Keyword.Compare("PATHRULE", false) == 0;
+    if (!bareRule) {
+        const int end = line.FindAny(kWhiteSpace);
+        const int wordLength = end < 0 ? line.GetLength() : end;
+        if (m_Keyword.GetLength() != wordLength ||
+            m_Keyword.Compare(line.GetData(), false, wordLength) != 0)
+            return;
+        rest = line.GetData() + wordLength + (end < 0 ? 0 : 1);
+    }
+
+    // Lines are shorter than kMaxLine, so no field can outgrow these buffers.
+    char pattern[kMaxLine];
+    char key[kMaxLine];
+    char value[kMaxLine];
+    int used = -1;
+    TDynamicString expression;
+    if (std::sscanf(rest, "\"\"%1023[^\"]\"\"%n", pattern, &used) == 1 && used >= 0) {
+        expression = pattern;
+    } else {
+        used = -1;
+        if (std::sscanf(rest, "\"%1023[^\"]\"%n", pattern, &used) != 1 || used < 0)
+            return;
+        expression = TranslateWildcard(pattern);
+    }
+    rest += used;
+
+    unsigned int priority = 0;
+    used = -1;
+    if (std::sscanf(rest, " :%u%n", &priority, &used) == 1 && used >= 0)
+        rest += used;
+    TRuleGroup &group = m_Groups[priority];
+
+    const std::string anchored = std::string("^") + expression.GetData() + "$";
+    for (;;) {
+        used = -1;
+        if (std::sscanf(rest, " %1023[^=]=\"%1023[^\"]\"%n", key, value, &used) != 2 || used < 0)
+            break;
+        rest += used;
+        TRule rule;
+        rule.Pattern = vlib::detail::TRulePattern::Compile(anchored);
+        if (rule.Pattern == nullptr)
+            continue; // a pattern that does not compile loses its pair
+        rule.Format = value;
+        TDynamicString lowerKey(key);
+        lowerKey.LowerCase();
+        TRuleKey &ruleKey = group[lowerKey];
+        ruleKey.Key = lowerKey;
+        ruleKey.Rules.push_back(std::move(rule));
+    }
+}
+
+void TResourceRuleFile::LoadText(const char *text, size_t size) {
+    (void)vlib::detail::CallNoThrow([&]() {
+        size_t start = 0;
+        while (start < size) {
+            size_t end = start;
+            while (end < size && text[end] != '\n')
+                ++end;
+            // Blanks at the ends do not count towards the limit; a line beyond it is skipped
+            // without being copied.
+            size_t first = start;
+            size_t last = end;
+            while (first < last && text[first] != '\0' &&
+                   std::strchr(kWhiteSpace, text[first]) != nullptr)
+                ++first;
+            while (last > first && text[last - 1] != '\0' &&
+                   std::strchr(kWhiteSpace, text[last - 1]) != nullptr)
+                --last;
+            if (last - first < static_cast<size_t>(kMaxLine))
+                ParseLine(TDynamicString(text + first, static_cast<unsigned>(last - first)));
+            start = end + 1;
+        }
+    }); // an exhausted heap leaves the rules read so far
+}
+
+bool TResourceRuleFile::Load(const TDynamicString &path) {
+    TRealFile file;
+    if (!file.Open(path, 2))
+        return false;
+    std::string bytes(static_cast<size_t>(file.Length()), '\0');
+    const int got = bytes.empty() ? 0 : file.Read(bytes.data(), static_cast<int>(bytes.size()));
+    (void)file.Close(); // read-only: nothing to lose
+    bytes.resize(static_cast<size_t>(got > 0 ? got : 0));
+    LoadText(bytes.data(), bytes.size());
+    m_Paths.push_back(path);
+    return true;
+}
+
+bool TResourceRuleFile::Query(const TDynamicString &input, TLibVector<TParameterList> &out,
+                              const char *key) const {
+    const size_t length = static_cast<size_t>(input.GetLength());
+    for (const auto &[priority, group] : m_Groups) {
+        TParameterList list;
+        for (const auto &[name, ruleKey] : group) {
+            if (key != nullptr && name.Compare(key, false) != 0)
+                continue;
+            std::string result;
+            for (const TRule &rule : ruleKey.Rules) {
+                std::string formatted =
+                    rule.Pattern->Format(input.GetData(), length, rule.Format.GetData());
+                if (!formatted.empty())
+                    result = std::move(formatted);
+            }
+            if (!result.empty())
+                list.AddParameter(name, result.c_str(), nullptr);
+        }
+        if (list.GetParameterCount() > 0)
+            out.push_back(std::move(list));
+    }
+    return true;
+}
+
+TDynamicString TResourceRuleFile::GetFileNames() const {
+    return TDynamicString::Join(", ", m_Paths);
+}
+
+TFileTime TResourceRuleFile::GetNewestTime() const {
+    TFileTime newest;
+    newest.SetValue(0);
+    for (const TDynamicString &path : m_Paths) {
+        TFileTime time;
+        if (vlfs::FileTime(path, time, vlfs::LastWrite) && time.GetValue() > newest.GetValue())
+            newest = time;
+    }
+    return newest;
+}
