@@ -1,0 +1,10 @@
+// Class records of the container tests' persistent classes.
+#include "ContainerTestObjects.h"
+
+namespace vlib::test {
+
+VLIB_IMPLEMENT_CREATABLE_CLASS(TTestItem, TRootObject);
+VLIB_IMPLEMENT_CREATABLE_CLASS(TTestLateItem, TTestItem);
+VLIB_IMPLEMENT_RUNTIME_CLASS(TTestAbstractItem, TTestItem);
+
+} // namespace vlib::test

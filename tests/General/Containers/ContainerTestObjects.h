@@ -1,0 +1,88 @@
+// Small persistent classes for the container tests: a value, a name and a reference to
+// another object by id, streamed the same way in binary and text.
+#pragma once
+
+#include "General/Containers/RootContainer.h"
+#include "General/Core/RuntimeClass.h"
+#include "General/Streams/FileObj.h"
+#include "General/Streams/IOAdapter.h"
+
+namespace vlib::test {
+
+/// An object with an int, a string and the id of another object (-1 for none).
+class TTestItem : public TRootObject {
+    VLIB_DECLARE_RUNTIME_CLASS(TTestItem)
+public:
+    using TString = TStringInt<TDynamicStringAllocationStrategy>;
+    int Value = 0;
+    TString Name;
+    int Other = -1;
+    int AfterLoadCalls = 0;
+    /// When set, a read returns this failure code.
+    static inline uint32_t ReadFailure = 0;
+
+    TError ReadBinary(TFileObj &file) override {
+        if (ReadFailure != 0)
+            return TError(static_cast<long>(ReadFailure));
+        // By hand, so that a payload cut short is noticed.
+        int length = 0;
+        if (!ReadWord(file, Value) || !ReadWord(file, length) || length < 0 || length > 4096)
+            return TError::kFailure;
+        char text[4097] = {};
+        if (file.Read(text, length) != length || !ReadWord(file, Other))
+            return TError::kFailure;
+        Name = text;
+        return TError::kSuccess;
+    }
+    TError WriteBinary(TFileObj &file) override {
+        TIOAdapter adapter(&file, true);
+        return Stream(adapter);
+    }
+    TError ReadAscii(TAsciiInFilter &filter) override {
+        TIOAdapter adapter(&filter);
+        return Stream(adapter);
+    }
+    TError WriteAscii(TAsciiOutFilter &filter) override {
+        TIOAdapter adapter(&filter);
+        return Stream(adapter);
+    }
+    void InitialiseAfterLoad() override { ++AfterLoadCalls; }
+
+private:
+    static bool ReadWord(TFileObj &file, int &value) {
+        unsigned char b[4];
+        if (file.Read(b, 4) != 4)
+            return false;
+        value = static_cast<int>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<unsigned>(b[3]) << 24);
+        return true;
+    }
+    TError Stream(TIOAdapter &adapter) {
+        if (!adapter.GetWriting() && ReadFailure != 0)
+            return TError(static_cast<long>(ReadFailure));
+        adapter.StreamInt(Value, "Value");
+        adapter.StreamString(Name, "Name");
+        adapter.StreamInt(Other, "Other");
+        return adapter.IsBad() ? TError(TError::kFailure) : TError(TError::kSuccess);
+    }
+};
+
+/// A second class, derived from the first, for class filters and order-last lists.
+class TTestLateItem : public TTestItem {
+    VLIB_DECLARE_RUNTIME_CLASS(TTestLateItem)
+};
+
+/// A class that cannot be created by name.
+class TTestAbstractItem : public TTestItem {
+    VLIB_DECLARE_RUNTIME_CLASS(TTestAbstractItem)
+};
+
+/// Makes a TTestItem with these values; the caller adds it to a container.
+inline TTestItem *MakeItem(int value, const char *name, int other = -1) {
+    auto *item = new TTestItem;
+    item->Value = value;
+    item->Name = name;
+    item->Other = other;
+    return item;
+}
+
+} // namespace vlib::test

@@ -1,0 +1,421 @@
+// Container files: round trips in the three forms, the layout of the binary form, merges,
+// order-last classes, multi-file loads with references across files, and bad input.
+#include "General/Containers/RootContainer.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ContainerTestObjects.h"
+#include "General/Containers/RootContainerBank.h"
+#include "General/Containers/RootHash.h"
+#include "General/Containers/RootMap.h"
+#include "Support/FileFaults.h"
+#include "Support/TempDir.h"
+
+namespace {
+
+using vlib::test::MakeItem;
+using vlib::test::TTempDir;
+using vlib::test::TTestItem;
+using vlib::test::TTestLateItem;
+using TString = TRootContainer::TString;
+
+std::string ReadAll(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void WriteAll(const std::string &path, const std::string &bytes) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+/// A container whose destruction leaves the bank as it found it.
+template <class Store> class TScopedStore : public Store {
+public:
+    explicit TScopedStore(const char *identifier) { this->SetIdentifier(identifier); }
+    ~TScopedStore() override { this->DeRegisterMe(); }
+    using Store::OrderLast;
+    using Store::SetIdMap;
+    using Store::SetMergeOnLoad;
+};
+
+class RootContainer : public ::testing::Test {
+protected:
+    void SetUp() override {
+        GetRootContainerBank();
+        TTestItem::ReadFailure = 0;
+    }
+    void TearDown() override {
+        TRootContainer::TickCallback = nullptr;
+        TRootContainer::ReportCallback = nullptr;
+        TTestItem::ReadFailure = 0;
+    }
+    std::string Path(const char *name) const { return m_Dir.File(name); }
+    TTempDir m_Dir;
+};
+
+/// Fills a container with a few objects that refer to each other.
+void Fill(TRootContainer &container) {
+    container.AddObject(MakeItem(7, "seven"));
+    container.AddObject(MakeItem(-3, "with spaces and = sign", 0));
+    auto *late = new TTestLateItem;
+    late->Value = 42;
+    late->Name = "";
+    late->Other = 1;
+    container.AddObject(late);
+}
+
+void ExpectSameItems(TRootContainer &expected, TRootContainer &actual) {
+    ASSERT_EQ(expected.Size(), actual.Size());
+    for (expected.ResetCursor(); expected.GetCursor() != nullptr; expected.NextCursor()) {
+        auto *want = static_cast<TTestItem *>(expected.GetCursor());
+        auto *got = static_cast<TTestItem *>(actual.GetObject(want->GetID()));
+        ASSERT_NE(got, nullptr) << "id " << want->GetID();
+        EXPECT_EQ(got->GetRuntimeClass(), want->GetRuntimeClass());
+        EXPECT_EQ(got->Value, want->Value);
+        EXPECT_STREQ(got->Name.GetData(), want->Name.GetData());
+        EXPECT_EQ(got->Other, want->Other);
+        EXPECT_EQ(got->GetContainer(), &actual);
+        EXPECT_EQ(got->AfterLoadCalls, 1);
+    }
+}
+
+TEST_F(RootContainer, RoundTripsAreByteStableInEveryForm) {
+    struct Case {
+        int format;
+        const char *name;
+    };
+    constexpr Case kCases[] = {{0, "binary"}, {1, "text"}, {2, "deflate"}};
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.name);
+        TScopedStore<TRootMap> source("RoundTrip");
+        Fill(source);
+        const std::string first = Path("first"), second = Path("second");
+        ASSERT_TRUE(source.Save(first.c_str(), c.format, false));
+
+        TScopedStore<TRootHash> loaded("");
+        ASSERT_TRUE(loaded.Load(first.c_str(), c.format, false));
+        EXPECT_STREQ(loaded.GetIdentifier().GetData(), "RoundTrip");
+        ExpectSameItems(source, loaded);
+
+        // The hash walks in another order, so save the reloaded objects from a map again.
+        TScopedStore<TRootMap> again("");
+        loaded.DeRegisterMe();
+        ASSERT_TRUE(again.Load(first.c_str(), c.format, false));
+        ASSERT_TRUE(again.Save(second.c_str(), c.format, false));
+        EXPECT_EQ(ReadAll(first), ReadAll(second));
+    }
+}
+
+TEST_F(RootContainer, BinaryLayoutListsHeadersBeforePayloads) {
+    TScopedStore<TRootMap> source("AB");
+    source.AddObject(MakeItem(5, "x"));
+    const std::string path = Path("layout");
+    ASSERT_TRUE(source.Save(path.c_str(), 0, false));
+    const std::string bytes = ReadAll(path);
+    auto word = [&bytes](size_t at) {
+        uint32_t v = 0;
+        for (int i = 3; i >= 0; --i)
+            v = (v << 8) | static_cast<unsigned char>(bytes[at + i]);
+        return v;
+    };
+    const uint32_t classID = TTestItem::GetRuntimeClassStatic()->GetID();
+    EXPECT_EQ(word(0), 1u); // count
+    EXPECT_EQ(word(4), 2u); // identifier length
+    EXPECT_EQ(bytes.substr(8, 2), "AB");
+    EXPECT_EQ(word(10), 1u);      // section 1
+    EXPECT_EQ(word(14), 0u);      // position
+    EXPECT_EQ(word(18), classID); // class
+    EXPECT_EQ(word(22), 0u);      // id
+    EXPECT_EQ(word(26), 2u);      // section 2
+    EXPECT_EQ(word(30), classID);
+    EXPECT_EQ(word(34), 0u);
+    EXPECT_EQ(word(38), 5u); // payload: value, name, other
+    EXPECT_EQ(bytes.size(), 38u + 4 + 4 + 1 + 4);
+}
+
+TEST_F(RootContainer, EmptyAndAllSkippedContainersWriteNoRecords) {
+    class TSkipAll : public TScopedStore<TRootMap> {
+    public:
+        TSkipAll() : TScopedStore<TRootMap>("Skip") {}
+        bool SkipObject(TRootObject *) override { return true; }
+    };
+    TScopedStore<TRootMap> empty("Skip");
+    TSkipAll skipping;
+    skipping.AddObject(MakeItem(1, "a"));
+    const std::string a = Path("empty"), b = Path("skipped");
+    ASSERT_TRUE(empty.Save(a.c_str(), 0, false));
+    ASSERT_TRUE(skipping.Save(b.c_str(), 0, false));
+    EXPECT_EQ(ReadAll(a), ReadAll(b));
+    EXPECT_EQ(ReadAll(a).size(), 4u + 4 + 4 + 4 + 4);
+    TScopedStore<TRootMap> loaded("");
+    EXPECT_TRUE(loaded.Load(a.c_str(), 0, false));
+    EXPECT_EQ(loaded.Size(), 0);
+}
+
+TEST_F(RootContainer, TextFormNamesClassesAndKeys) {
+    TScopedStore<TRootMap> source("Words");
+    source.AddObject(MakeItem(9, "nine"));
+    const std::string path = Path("text");
+    ASSERT_TRUE(source.Save(path.c_str(), 1, false));
+    const std::string text = ReadAll(path);
+    for (const char *needle :
+         {"NumElements=1", "Identifier=Words", "[Object headers]", "ObjectNum=0",
+          "TypeName=TTestItem", "UniqueID=0", "[Object data]", "Value=9"}) {
+        EXPECT_NE(text.find(needle), std::string::npos) << needle;
+    }
+    EXPECT_LT(text.find("[Object headers]"), text.find("[Object data]"));
+}
+
+TEST_F(RootContainer, OrderLastClassesComeLastInDataOnly) {
+    TScopedStore<TRootMap> source("Order");
+    source.AddObject(new TTestLateItem);
+    source.AddObject(MakeItem(1, "plain"));
+    source.OrderLast({TTestLateItem::GetRuntimeClassStatic()});
+    const std::string path = Path("order");
+    ASSERT_TRUE(source.Save(path.c_str(), 1, false));
+    const std::string text = ReadAll(path);
+    const size_t data = text.find("[Object data]");
+    // Headers keep cursor order: the late item (id 0) first.
+    EXPECT_LT(text.find("TypeName=TTestLateItem"), text.find("TypeName=TTestItem"));
+    EXPECT_LT(text.find("TypeName=TTestItem", data), text.find("TypeName=TTestLateItem", data));
+}
+
+TEST_F(RootContainer, MergeLoadReadsIntoExistingObjects) {
+    const std::string path = Path("merge");
+    {
+        TScopedStore<TRootMap> file("Merge");
+        file.AddObject(MakeItem(100, "skip")); // id 0, not saved below
+        file.AddObject(MakeItem(1, "one"));
+        file.AddObject(MakeItem(2, "two"));
+        TRootObject::Delete(file.GetObject(0));
+        ASSERT_TRUE(file.Save(path.c_str(), 0, false));
+    }
+    // The store holds ids 2 and 3; the file holds 1 and 2.
+    TScopedStore<TRootMap> store("Store");
+    auto *two = MakeItem(-2, "old two");
+    auto *three = MakeItem(-3, "three");
+    store.AddObject(MakeItem(0, "filler0"));
+    store.AddObject(MakeItem(0, "filler1"));
+    store.AddObject(two);
+    store.AddObject(three);
+    TRootObject::Delete(store.GetObject(0));
+    TRootObject::Delete(store.GetObject(1));
+    ASSERT_TRUE(store.Load(path.c_str(), 0, true));
+    ASSERT_EQ(store.Size(), 3);
+    auto *one = static_cast<TTestItem *>(store.GetObject(1));
+    ASSERT_NE(one, nullptr);
+    EXPECT_EQ(one->Value, 1);
+    EXPECT_EQ(one->AfterLoadCalls, 1);
+    EXPECT_EQ(store.GetObject(2), two);
+    EXPECT_EQ(two->Value, 2);
+    EXPECT_EQ(two->AfterLoadCalls, 0);
+    EXPECT_EQ(three->Value, -3);
+    EXPECT_STREQ(store.GetIdentifier().GetData(), "Merge");
+}
+
+TEST_F(RootContainer, RegisteredIdentifierNeedsMergeOnLoad) {
+    const std::string path = Path("owned");
+    {
+        TScopedStore<TRootMap> file("Owned");
+        file.AddObject(MakeItem(1, "a"));
+        ASSERT_TRUE(file.Save(path.c_str(), 0, false));
+    }
+    TScopedStore<TRootMap> owner("Owned");
+    owner.RegisterMe();
+    TScopedStore<TRootMap> loader("");
+    EXPECT_FALSE(loader.Load(path.c_str(), 0, false));
+    EXPECT_EQ(owner.Size(), 0);
+    // Loading the registered container over itself fails the same way.
+    EXPECT_FALSE(owner.Load(path.c_str(), 0, false));
+
+    owner.SetMergeOnLoad(true);
+    TScopedStore<TRootMap> second("");
+    ASSERT_TRUE(second.Load(path.c_str(), 0, false));
+    EXPECT_EQ(second.Size(), 0);
+    EXPECT_EQ(owner.Size(), 1);
+}
+
+TEST_F(RootContainer, MultiLoadResolvesReferencesAcrossFiles) {
+    TLibVector<TString> files{Path("left").c_str(), Path("right").c_str()};
+    {
+        TScopedStore<TRootMap> left("Left"), right("Right");
+        left.AddObject(MakeItem(1, "l", 0));
+        right.AddObject(MakeItem(2, "r", 0));
+        TLibVector<TRootContainer *> both{&left, &right};
+        ASSERT_TRUE(TRootContainer::MultiSave(both, files, 2, false));
+    }
+    TScopedStore<TRootMap> left(""), right("");
+    // A payload reader that finds the other file's objects proves all headers came first.
+    TLibVector<TRootContainer *> both{&left, &right};
+    ASSERT_TRUE(TRootContainer::MultiLoad(both, files, 2, false));
+    EXPECT_STREQ(left.GetIdentifier().GetData(), "Left");
+    EXPECT_EQ(TRootContainerBank::Bank->GetContainer(right.GetContainerID()), &right);
+    ASSERT_NE(left.GetObject(0), nullptr);
+    ASSERT_NE(right.GetObject(0), nullptr);
+    EXPECT_EQ(static_cast<TTestItem *>(right.GetObject(0))->Value, 2);
+}
+
+std::vector<std::string> lines;
+int ticks;
+
+void CollectLine(const char *format, ...) {
+    char line[256];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    lines.emplace_back(line);
+}
+
+TEST_F(RootContainer, CallbacksTickPerObjectAndReportEachStage) {
+    lines.clear();
+    ticks = 0;
+    TLibVector<TString> files{Path("a").c_str(), Path("b").c_str()};
+    {
+        TScopedStore<TRootHash> a("A"), b("B");
+        for (int i = 0; i < 3; ++i)
+            a.AddObject(MakeItem(i, "a"));
+        b.AddObject(MakeItem(9, "b"));
+        TLibVector<TRootContainer *> both{&a, &b};
+        TRootContainer::TickCallback = [] { ++ticks; };
+        ASSERT_TRUE(TRootContainer::MultiSave(both, files, 0, false));
+        EXPECT_EQ(ticks, 4); // one per object written
+    }
+    ticks = 0;
+    TRootContainer::ReportCallback = CollectLine;
+    TScopedStore<TRootHash> a(""), b("");
+    TLibVector<TRootContainer *> both{&a, &b};
+    ASSERT_TRUE(TRootContainer::MultiLoad(both, files, 0, false));
+    EXPECT_EQ(ticks, 8); // headers and data
+    const std::vector<std::string> expected{"Initialising ",
+                                            "Initialising ",
+                                            "Creating A",
+                                            "Creating B",
+                                            "Loading A",
+                                            "Loading B",
+                                            "Loading extra A",
+                                            "Loading extra B",
+                                            "Post-initialising A",
+                                            "Post-initialising B",
+                                            "Validating A",
+                                            "Validating B",
+                                            "Successfully completed Loading"};
+    EXPECT_EQ(lines, expected);
+}
+
+TEST_F(RootContainer, BadInputFailsAndKeepsWhatWasCreated) {
+    TScopedStore<TRootMap> source("Bad");
+    source.AddObject(MakeItem(1, "a"));
+    source.AddObject(MakeItem(2, "b"));
+    const std::string good = Path("good");
+    ASSERT_TRUE(source.Save(good.c_str(), 0, false));
+    const std::string bytes = ReadAll(good);
+    // Offsets: count 0, identifier 4..10, section 11, headers from 15, 12 bytes each.
+    std::string unknownClass = bytes;
+    unknownClass[15 + 12 + 4] ^= 0x5A;
+    std::string repeatedID = bytes;
+    repeatedID[15 + 12 + 8] = 0;
+    std::string badPosition = bytes;
+    badPosition[15] = 7;
+    std::string missingObject = bytes;
+    missingObject[15 + 24 + 4 + 4] = 9; // first data record names id 9
+    std::string lyingCount = bytes;
+    lyingCount[0] = 3;
+    struct Case {
+        const char *name;
+        std::string file;
+        int createdLeft;
+    };
+    const Case kCases[] = {
+        {"unknown class", unknownClass, 1},
+        {"repeated id", repeatedID, 1},
+        {"bad position", badPosition, 0},
+        {"missing object", missingObject, 2},
+        {"lying count", lyingCount, 2},
+        {"truncated", bytes.substr(0, bytes.size() - 3), 2},
+        {"empty", "", 0},
+    };
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.name);
+        const std::string path = Path("bad");
+        WriteAll(path, c.file);
+        TScopedStore<TRootMap> loaded("");
+        EXPECT_FALSE(loaded.Load(path.c_str(), 0, true));
+        EXPECT_EQ(loaded.Size(), c.createdLeft);
+        for (loaded.ResetCursor(); loaded.GetCursor(); loaded.NextCursor())
+            EXPECT_EQ(static_cast<TTestItem *>(loaded.GetCursor())->AfterLoadCalls, 0);
+    }
+}
+
+TEST_F(RootContainer, PayloadFailureFailsTheLoad) {
+    TScopedStore<TRootMap> source("Payload");
+    source.AddObject(MakeItem(1, "a"));
+    const std::string path = Path("payload");
+    ASSERT_TRUE(source.Save(path.c_str(), 1, false));
+    TTestItem::ReadFailure = 0x10005;
+    TScopedStore<TRootMap> loaded("");
+    EXPECT_EQ(loaded.Load(path.c_str(), 1, true).GetCode(), 0x10000u);
+    EXPECT_EQ(static_cast<TTestItem *>(loaded.GetObject(0))->AfterLoadCalls, 0);
+}
+
+TEST_F(RootContainer, UnknownFormatStreamsNothing) {
+    TScopedStore<TRootMap> source("Form");
+    source.AddObject(MakeItem(1, "a"));
+    const std::string path = Path("form");
+    EXPECT_FALSE(source.Save(path.c_str(), 3, false));
+    EXPECT_EQ(ReadAll(path), "");
+}
+
+TEST_F(RootContainer, FailingWritesFailTheSave) {
+    vlib::test::TFileFaultGuard faults;
+    TScopedStore<TRootMap> source("Faulty");
+    for (int i = 0; i < 20000; ++i)
+        source.AddObject(MakeItem(i, "a fairly long name to fill the buffers"));
+    for (int format : {0, 1, 2}) {
+        SCOPED_TRACE(format);
+        faults->Write.Arm(1);
+        EXPECT_FALSE(source.Save(Path("faulty").c_str(), format, false));
+        faults->DisarmAll();
+    }
+}
+
+TEST_F(RootContainer, ObjectToIDFollowsTheIdMap) {
+    TScopedStore<TRootMap> store("Ids");
+    store.AddObject(MakeItem(1, "a"));
+    store.AddObject(MakeItem(2, "b"));
+    EXPECT_EQ(store.ObjectToID(nullptr), -1);
+    EXPECT_EQ(store.ObjectToID(store.GetObject(1)), 1);
+    TLibMap<int, int> map{{0, 10}};
+    store.SetIdMap(&map);
+    EXPECT_EQ(store.ObjectToID(store.GetObject(0)), 10);
+    EXPECT_EQ(store.ObjectToID(store.GetObject(1)), -1);
+}
+
+TEST_F(RootContainer, ClassQueriesFilterInCursorOrder) {
+    TScopedStore<TRootMap> store("Classes");
+    store.AddObject(MakeItem(1, "a"));
+    store.AddObject(new TTestLateItem);
+    TLibVector<TRootObject *> out{nullptr};
+    store.GetObjectsOfClass("TTestItem", false, out);
+    EXPECT_EQ(out, (TLibVector<TRootObject *>{store.GetObject(0)}));
+    store.GetObjectsOfClass("ttestitem", true, out);
+    EXPECT_EQ(out.size(), 2u);
+    store.GetObjectsOfClass("NoSuchClass", true, out);
+    EXPECT_TRUE(out.empty());
+    TLibVector<TString> names{"TTestItem", "TTestLateItem"};
+    store.GetObjectsOfClasses(names, true, out);
+    EXPECT_EQ(out.size(), 3u); // the late item matches both entries
+    store.GetAllOfClass("TTestLateItem", out);
+    EXPECT_EQ(out.size(), 4u);
+    EXPECT_TRUE(store.ContainsObject(store.GetObject(1)));
+}
+
+} // namespace
