@@ -1,4 +1,5 @@
 vlib_add_fuzzer(PackIndex)
+vlib_add_fuzzer(RuleFile)
 
 # Writes the seed corpora of the targets above with the library's own writers:
 #   ResourcesCorpusTool <fuzz/corpus>

@@ -1,6 +1,7 @@
-// Writes the seed corpora of the resource fuzz targets with the library's own writers, so the
-// fuzzers start from real packs: ResourcesCorpusTool <corpus-dir>. Its output is committed
-// under fuzz/corpus/; run it again after a format change.
+// Writes the seed corpora of the resource fuzz targets, so the fuzzers start from real packs
+// (written by the packed store) and rule files (of the kinds the library reads):
+// ResourcesCorpusTool <corpus-dir>. Its output is committed under fuzz/corpus/; run it again after
+// a format change.
 #include <cstdio>
 #include <random>
 #include <string>
@@ -52,6 +53,39 @@ void WritePack(const std::string &folder, int index) {
     std::rename((base + ".vrb").c_str(), base.c_str());
 }
 
+/// Rule file `index`: rules of every kind, wild-card and raw patterns, priorities, group
+/// references, comments and lines that are skipped, in growing numbers.
+void WriteRules(const std::string &folder, int index) {
+    static const char *const kLines[] = {
+        "PATHRULE \"...<*>.ini\" :10 tag=\"$1\" type=\"TIniFile\" donotcompile=\"true\"",
+        "PATHRULE \"textures/<*>.tga\" tag=\"$1\" type=\"TTexture\"",
+        "\"models\\<...>.x\" :3 tag=\"$1\" type=\"TMesh\" sourcefiletype=\"TXFile\"",
+        "TAGRULE \"\"^wall_(\\d+)$\"\" default=\"wall_0\" tag=\"wall$1\"",
+        "TYPERULE \"TMesh\" :1 default=\"TBox\"",
+        "# a comment line",
+        "PATHRULE \"data/*.{txt}\" :2 usebinaryassource=\"TRUE\" NoDependencyChecking=\"true\"",
+        "PATHRULE \"\"(a|b)+[0-9]?\"\" :7 k=\"$1$1\"",
+        "PATHRULE \"sounds/*.wav\" dontaddfilestobank=\"true\" tag=\"$0\"",
+        "TAGRULE \"*\" :4294967295 tag=\"any\"",
+        "",
+        "PATHRULE \"\"[unclosed\"\" k=\"never\"",
+    };
+    constexpr int kCount = sizeof kLines / sizeof kLines[0];
+    std::mt19937 random(static_cast<unsigned>(100 + index));
+    std::string text;
+    for (int i = 0; i <= index % 12 + index / 12; ++i) {
+        text += kLines[random() % kCount];
+        text += (random() % 2 != 0) ? "\r\n" : "\n";
+    }
+    char name[48];
+    std::snprintf(name, sizeof name, "/seed-%02d.rre", index);
+    FILE *f = std::fopen((folder + name).c_str(), "wb");
+    if (f == nullptr)
+        return;
+    std::fwrite(text.data(), 1, text.size(), f);
+    std::fclose(f);
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -63,5 +97,9 @@ int main(int argc, char **argv) {
     ::mkdir(folder.c_str(), 0777);
     for (int i = 0; i < kSeeds; ++i)
         WritePack(folder, i);
+    const std::string rules = std::string(argv[1]) + "/RuleFile";
+    ::mkdir(rules.c_str(), 0777);
+    for (int i = 0; i < kSeeds; ++i)
+        WriteRules(rules, i);
     return 0;
 }
