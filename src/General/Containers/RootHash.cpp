@@ -127,17 +127,14 @@ bool TRootHash::RemoveObject(TRootObject *object) {
 
 void TRootHash::DeleteAll() {
     ++DoNotDeleteDependencies;
-    TLibVector<int> ids;
-    ids.reserve(m_EntryCount);
-    for (ResetCursor(); GetCursor() != nullptr; NextCursor())
-        ids.push_back(GetCursor()->GetID());
-    for (int id : ids) {
-        TRootObject *object = GetObject(id);
-        if (object == nullptr)
-            continue;
-        if (object->GetContainer() == this) {
-            object->Delete(); // an object's deletion may take others with it
+    // Always from the first object of the walk, as an object's deletion may take others
+    // with it; this needs no list of ids, so it cannot fail for want of memory.
+    for (ResetCursor(); GetCursor() != nullptr; ResetCursor()) {
+        TRootObject *object = GetCursor();
+        if (object->GetContainer() == this && GetObject(object->GetID()) == object) {
+            object->Delete(); // leaves the table through RemoveObject
         } else {
+            // An entry whose object does not find its way back here.
             RemoveObject(object);
             Delete(object);
         }

@@ -387,6 +387,68 @@ TEST_F(RootContainer, FailingWritesFailTheSave) {
     }
 }
 
+/// Runs `attempt` with the N-th allocation failing for N = 1, 2, ... until it meets no fault.
+/// The file layer survives some failures (a file name it cannot copy), so a faulted attempt
+/// may still succeed. Returns the count, and how many blocks all the attempts left behind.
+template <class F> int CountAttempts(F attempt, long &leaked) {
+    vlib::test::TAllocatorFaultGuard guard;
+    auto &faults = GetAllocatorInstance().Faults();
+    const size_t before = GetAllocatorInstance().GetLiveBlocks();
+    for (int n = 1; n < 10000; ++n) {
+        faults.Arm(static_cast<uint64_t>(n));
+        const bool ok = attempt();
+        const bool hit = faults.GetFailures() != 0;
+        faults.Disarm();
+        if (!hit) {
+            EXPECT_TRUE(ok);
+            leaked = static_cast<long>(GetAllocatorInstance().GetLiveBlocks()) -
+                     static_cast<long>(before);
+            return n;
+        }
+    }
+    return 0;
+}
+
+TEST_F(RootContainer, LoadsLeakNothingWhenAllocationsFail) {
+    TScopedStore<TRootMap> source("Leak");
+    Fill(source);
+    for (int format : {0, 1, 2}) {
+        SCOPED_TRACE(format);
+        const TString path = Path("leak").c_str();
+        ASSERT_TRUE(source.Save(path, format, false));
+        {
+            // A first load makes whatever the file layer keeps for the process.
+            TScopedStore<TRootMap> warmUp("");
+            ASSERT_TRUE(warmUp.Load(path, format, true));
+        }
+        long leaked = 0;
+        EXPECT_GT(CountAttempts(
+                      [&] {
+                          TScopedStore<TRootMap> loaded("");
+                          return static_cast<bool>(loaded.Load(path, format, true)) &&
+                                 loaded.Size() == 3;
+                      },
+                      leaked),
+                  1);
+        EXPECT_EQ(leaked, 0);
+        // The hash's table is made before the faults begin; each attempt empties it.
+        // A first load leaves what the hash keeps: the identifier and its cursor stack.
+        TScopedStore<TRootHash> hash("");
+        ASSERT_TRUE(hash.Load(path, format, true));
+        hash.DeleteAll();
+        EXPECT_GT(CountAttempts(
+                      [&] {
+                          const bool ok =
+                              static_cast<bool>(hash.Load(path, format, true)) && hash.Size() == 3;
+                          hash.DeleteAll();
+                          return ok;
+                      },
+                      leaked),
+                  1);
+        EXPECT_EQ(leaked, 0);
+    }
+}
+
 TEST_F(RootContainer, ObjectToIDFollowsTheIdMap) {
     TScopedStore<TRootMap> store("Ids");
     store.AddObject(MakeItem(1, "a"));
