@@ -1,0 +1,11 @@
+// Fuzz target of the container file's text form: any input loads into an ordered and a hashed
+// store without a crash, a hang or a leak, whatever the load's result.
+#include <cstddef>
+#include <cstdint>
+
+#include "ContainerFuzzItems.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    vlib::fuzz::LoadContainer(data, size, 1);
+    return 0;
+}
