@@ -134,7 +134,9 @@ TFileObj *TBankDirectory::OpenFile(const TDynamicString &path, unsigned long mod
                 if (!folder.IsEmpty() && !vlfs::IsDirectory(folder))
                     (void)vlfs::CreatePath(folder); // Open below reports a failure
             }
-            auto *file = new TRealFile;
+            auto *file = new TRealFile; // null without memory
+            if (file == nullptr)
+                return nullptr;
             if (!file->Open(full, mode)) {
                 delete file;
                 return nullptr;
@@ -281,6 +283,11 @@ bool TBankPackedFile::ReadDirectory() {
                 TPackRecord record;
                 TDynamicString directory;
                 SplitPath(path, directory, record.FileName);
+                // A string that could not be allocated comes out short: treat it as the
+                // exhausted heap it is rather than keep a record under a wrong name.
+                if (path.GetLength() != static_cast<int>(entry.Path.size()) ||
+                    directory.GetLength() + record.FileName.GetLength() != path.GetLength())
+                    return false;
                 record.Directory = InternDirectory(directory);
                 record.Size = entry.Size;
                 record.Offset = entry.Offset;
@@ -385,7 +392,10 @@ TFileObj *TBankPackedFile::OpenWindow(const TPackRecord &record, unsigned long m
                     return window.File;
                 }
             }
-            auto *file = new TSubFile;
+            m_Windows.reserve(m_Windows.size() + 1); // so the append below cannot throw
+            auto *file = new TSubFile; // the library's objects give null without memory
+            if (file == nullptr)
+                return nullptr;
             if (!file->Open(m_Path, static_cast<int>(record.Offset), static_cast<int>(record.Size),
                             mode)) {
                 delete file;
@@ -420,7 +430,9 @@ TFileObj *TBankPackedFile::OpenFile(const TDynamicString &path, unsigned long mo
     return vlib::detail::CallNoThrow(
         [&]() -> TFileObj * {
             const uint32_t hash = HashPathName(path.GetData());
-            auto *buffer = new TManagedFileBuf;
+            auto *buffer = new TManagedFileBuf; // null without memory
+            if (buffer == nullptr)
+                return nullptr;
             if (!buffer->Open(mode, 0)) {
                 delete buffer;
                 return nullptr;

@@ -356,3 +356,58 @@ TEST(BankPackedFile, InterruptedCompactionKeepsAWholePack) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(BankPackedFile, ReadingUnderAllocationFailuresLeaksNothing) {
+    vlib::test::TTempDir dir;
+    const std::string base = dir.File("p");
+    Files expected;
+    {
+        TBankPackedFile pack;
+        ASSERT_TRUE(pack.Open(base.c_str(), false));
+        for (int i = 0; i < 6; ++i) {
+            std::string path = "d" + std::to_string(i % 2) + "/f" + std::to_string(i);
+            expected[path] = std::string(static_cast<size_t>(10 + i), 'x');
+            ASSERT_TRUE(Put(pack, path, expected[path]));
+        }
+        ASSERT_TRUE(pack.Close());
+    }
+    ASSERT_EQ(ReadPack(base), expected); // interns the directories, which live to exit
+    // Some failed allocations only degrade a name the store never reads again (the file
+    // object's own copy of its path), so success is not required to be impossible; a
+    // reported success must give every file correctly, and nothing may leak.
+    auto attempt = [&]() {
+        TBankPackedFile pack;
+        if (!pack.Open(base.c_str(), true))
+            return false;
+        TCollect all;
+        bool ok = pack.Enumerate(all) && all.Paths.size() == expected.size();
+        for (const std::string &path : all.Paths) {
+            auto it = expected.find(path);
+            ok = ok && it != expected.end() && Get(pack, path) == it->second;
+        }
+        ok = pack.Close() && ok;
+        return ok;
+    };
+    vlib::test::TAllocatorFaultGuard guard;
+    auto &faults = GetAllocatorInstance().Faults();
+    int n = 1;
+    for (;; ++n) {
+        SCOPED_TRACE(n);
+        ASSERT_LT(n, 10000);
+        const size_t liveBefore = GetAllocatorInstance().GetLiveBlocks();
+        faults.Arm(static_cast<uint64_t>(n));
+        const bool ok = attempt();
+        const bool hit = faults.GetFailures() != 0;
+        faults.Disarm();
+        EXPECT_EQ(GetAllocatorInstance().GetLiveBlocks(), liveBefore);
+        if (!hit) {
+            EXPECT_TRUE(ok);
+            break;
+        }
+    }
+    EXPECT_GT(n, 5);
+}
+
+} // namespace
