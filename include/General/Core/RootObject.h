@@ -45,6 +45,9 @@ public:
 
     /// Takes the object out of its container, if any, and destroys it.
     void Delete();
+    /// A new object of the source's class, filled by reading back what the source writes in
+    /// binary; id -2 and no container. Uses one shared buffer: one thread at a time.
+    static TRootObject *MakeCopy(TRootObject *source);
     /// The same for a pointer that may be null.
     static void Delete(TRootObject *object) {
         if (object != nullptr)
