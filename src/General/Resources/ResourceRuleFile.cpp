@@ -16,6 +16,25 @@ namespace {
 
 constexpr const char *kWhiteSpace = " \t\r\n";
 
+/// The literal text a wild-card pattern ends with, which every input it matches ends with
+/// too; empty when that cannot be told simply (an alternation, non-ASCII text).
+std::string LiteralTail(const char *pattern) {
+    const std::string text(pattern);
+    if (text.find('|') != std::string::npos)
+        return std::string(); // "^a|b$" is anchored at one end per branch only
+    size_t start = text.size();
+    while (start > 0) {
+        const unsigned char c = static_cast<unsigned char>(text[start - 1]);
+        if (c >= 0x80 || std::strchr("*<>?\\", c) != nullptr)
+            break;
+        if (c == '.' && start >= 3 && text.compare(start - 3, 3, "...") == 0)
+            break;
+        --start;
+    }
+    // Dots in a run of three or more stop the walk, so every byte kept is literal text.
+    return text.substr(start);
+}
+
 } // namespace
 
 TRule::TRule() = default;
@@ -92,6 +111,7 @@ void TResourceRuleFile::ParseLine(TDynamicString line) {
     char value[kMaxLine];
     int used = -1;
     TDynamicString expression;
+    std::string requiredSuffix;
     if (std::sscanf(rest, "\"\"%1023[^\"]\"\"%n", pattern, &used) == 1 && used >= 0) {
         expression = pattern;
     } else {
@@ -99,6 +119,7 @@ void TResourceRuleFile::ParseLine(TDynamicString line) {
         if (std::sscanf(rest, "\"%1023[^\"]\"%n", pattern, &used) != 1 || used < 0)
             return;
         expression = TranslateWildcard(pattern);
+        requiredSuffix = LiteralTail(pattern);
     }
     rest += used;
 
@@ -115,7 +136,7 @@ void TResourceRuleFile::ParseLine(TDynamicString line) {
             break;
         rest += used;
         TRule rule;
-        rule.Pattern = vlib::detail::TRulePattern::Compile(anchored);
+        rule.Pattern = vlib::detail::TRulePattern::Compile(anchored, requiredSuffix);
         if (rule.Pattern == nullptr)
             continue; // a pattern that does not compile loses its pair
         rule.Format = value;

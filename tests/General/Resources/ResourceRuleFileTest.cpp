@@ -85,6 +85,11 @@ TEST(ResourceRuleFile, Matching) {
         {"PATHRULE \"*.txt\" k=v", "a.txt", ""},      // unquoted value
         {"PATHRULE \"[\" k=\"v\"", "[", "k=v;"},      // '[' escaped by the translation
         {"PATHRULE \"\"[\"\" k=\"v\"", "[", ""},      // a raw pattern that does not compile
+        {"PATHRULE \"*.txt\" k=\"v\"", "A.TxT", "k=v;"},
+        {"PATHRULE \"*.txt\" k=\"v\"", "a.txt\n", "k=v;"}, // "$" before a final line feed
+        {"PATHRULE \"*.t?xt\" k=\"v\"", "a.xt", "k=v;"},
+        {"PATHRULE \"x.....e\" k=\"v\"", "x1..e", "k=v;"},
+        {"PATHRULE \"x.....e\" k=\"v\"", "x1.e", ""},
         {"# PATHRULE \"*\" k=\"v\"", "a", ""},
     };
     for (const Case &c : kCases) {

@@ -11,8 +11,11 @@ namespace vlib::detail {
 /// A compiled, case-insensitive Perl-style pattern.
 class TRulePattern {
 public:
-    /// Null when the pattern does not compile or memory runs out.
-    static std::unique_ptr<TRulePattern> Compile(const std::string &pattern);
+    /// Null when the pattern does not compile or memory runs out. `requiredSuffix`, when not
+    /// empty, is ASCII text that every whole-input match must end with (ignoring case): an
+    /// input without it is known not to match before the engine is asked.
+    static std::unique_ptr<TRulePattern> Compile(const std::string &pattern,
+                                                 const std::string &requiredSuffix = {});
     ~TRulePattern();
     TRulePattern(const TRulePattern &) = delete;
     TRulePattern &operator=(const TRulePattern &) = delete;
