@@ -665,6 +665,12 @@ bool TBankPackedFile::Compact() {
         },
         false);
     (void)std::remove(pattern.GetData()); // the name reservation only
+    if (ok) {
+        // The copy's final header is on the disk before the rename makes it the pack.
+        TRealFile copy;
+        ok = copy.Open(tempPack, kModeRead) && copy.Flush();
+        (void)copy.Close(); // read-only: nothing to lose
+    }
     if (ok && std::rename(tempPack.GetData(), m_Path.GetData()) == 0)
         return true;
     (void)std::remove(tempPack.GetData()); // the old pack stays in place

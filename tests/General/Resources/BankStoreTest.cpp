@@ -319,40 +319,49 @@ TEST(BankPackedFile, InterruptedCompactionKeepsAWholePack) {
     vlib::test::TTempDir dir;
     const std::string base = dir.File("p");
     const Files expected{{"one", "new one"}, {"two/t", std::string(3000, 't')}};
-    for (int n = 1;; ++n) {
-        SCOPED_TRACE(n);
-        ASSERT_LT(n, 200);
-        std::filesystem::remove_all(dir.Path());
-        std::filesystem::create_directories(dir.Path());
-        TBankPackedFile pack;
-        ASSERT_TRUE(pack.Open(base.c_str(), false));
-        ASSERT_TRUE(Put(pack, "one", "old one"));
-        ASSERT_TRUE(Put(pack, "gone", "x"));
-        ASSERT_TRUE(Put(pack, "two/t", expected.at("two/t")));
-        ASSERT_TRUE(Put(pack, "one", "new one"));
-        (void)pack.DeleteFile("gone");
-        ASSERT_TRUE(pack.Flush());
-        const std::string before = ReadDisk(base + ".vrb");
+    struct Case {
+        const char *name;
+        vlib::TFaultCountdown vlib::TFileFaults::*fault;
+    };
+    const Case kCases[] = {{"write", &vlib::TFileFaults::Write},
+                           {"short write", &vlib::TFileFaults::ShortWrite},
+                           {"seek", &vlib::TFileFaults::Seek},
+                           {"flush", &vlib::TFileFaults::Flush}};
+    for (const Case &c : kCases)
+        for (int n = 1;; ++n) {
+            SCOPED_TRACE(std::string(c.name) + " " + std::to_string(n));
+            ASSERT_LT(n, 200);
+            std::filesystem::remove_all(dir.Path());
+            std::filesystem::create_directories(dir.Path());
+            TBankPackedFile pack;
+            ASSERT_TRUE(pack.Open(base.c_str(), false));
+            ASSERT_TRUE(Put(pack, "one", "old one"));
+            ASSERT_TRUE(Put(pack, "gone", "x"));
+            ASSERT_TRUE(Put(pack, "two/t", expected.at("two/t")));
+            ASSERT_TRUE(Put(pack, "one", "new one"));
+            (void)pack.DeleteFile("gone");
+            ASSERT_TRUE(pack.Flush());
+            const std::string before = ReadDisk(base + ".vrb");
 
-        bool closed;
-        uint64_t failures;
-        {
-            vlib::test::TFileFaultGuard faults;
-            faults->Write.Arm(static_cast<uint64_t>(n), true);
-            closed = pack.Close();
-            failures = faults->Write.GetFailures();
+            bool closed;
+            uint64_t failures;
+            {
+                vlib::test::TFileFaultGuard faults;
+                ((*faults).*(c.fault)).Arm(static_cast<uint64_t>(n), true);
+                closed = pack.Close();
+                failures = ((*faults).*(c.fault)).GetFailures();
+            }
+            EXPECT_EQ(ReadPack(base), expected);
+            EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.Path()), {}), 1);
+            if (failures == 0) {
+                EXPECT_TRUE(closed);
+                EXPECT_LT(ReadDisk(base + ".vrb").size(), before.size());
+                EXPECT_GT(n, 1); // the copy itself was failed on the way here
+                break;
+            }
+            EXPECT_FALSE(closed);
+            EXPECT_EQ(ReadDisk(base + ".vrb"), before); // the old pack, untouched
         }
-        EXPECT_EQ(ReadPack(base), expected);
-        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.Path()), {}), 1);
-        if (failures == 0) {
-            EXPECT_TRUE(closed);
-            EXPECT_LT(ReadDisk(base + ".vrb").size(), before.size());
-            EXPECT_GT(n, 2); // the copy's own writes were failed on the way here
-            break;
-        }
-        EXPECT_FALSE(closed);
-        EXPECT_EQ(ReadDisk(base + ".vrb"), before); // the old pack, untouched
-    }
 }
 
 } // namespace
