@@ -6,5 +6,6 @@ namespace vlib::test {
 VLIB_IMPLEMENT_CREATABLE_CLASS(TTestItem, TRootObject);
 VLIB_IMPLEMENT_CREATABLE_CLASS(TTestLateItem, TTestItem);
 VLIB_IMPLEMENT_RUNTIME_CLASS(TTestAbstractItem, TTestItem);
+VLIB_IMPLEMENT_CREATABLE_CLASS(TTestLinkItem, TRootObject);
 
 } // namespace vlib::test

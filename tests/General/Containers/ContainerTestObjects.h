@@ -3,6 +3,7 @@
 #pragma once
 
 #include "General/Containers/RootContainer.h"
+#include "General/Containers/RootObjectRef.h"
 #include "General/Core/RuntimeClass.h"
 #include "General/Streams/FileObj.h"
 #include "General/Streams/IOAdapter.h"
@@ -74,6 +75,28 @@ class TTestLateItem : public TTestItem {
 /// A class that cannot be created by name.
 class TTestAbstractItem : public TTestItem {
     VLIB_DECLARE_RUNTIME_CLASS(TTestAbstractItem)
+};
+
+/// An object that refers to another, possibly in another container, by a persistent reference.
+class TTestLinkItem : public TRootObject {
+    VLIB_DECLARE_RUNTIME_CLASS(TTestLinkItem)
+public:
+    TRootObjectRefBase Link;
+    /// The object the link found while the payload was read.
+    TRootObject *FoundWhileReading = nullptr;
+
+    TError ReadBinary(TFileObj &file) override {
+        TError result = Link.ReadBinary(file);
+        FoundWhileReading = Link.Get();
+        return result;
+    }
+    TError WriteBinary(TFileObj &file) override { return Link.WriteBinary(file); }
+    TError ReadAscii(TAsciiInFilter &filter) override {
+        TError result = Link.ReadAscii(filter, "Link");
+        FoundWhileReading = Link.Get();
+        return result;
+    }
+    TError WriteAscii(TAsciiOutFilter &filter) override { return Link.WriteAscii(filter, "Link"); }
 };
 
 /// Makes a TTestItem with these values; the caller adds it to a container.

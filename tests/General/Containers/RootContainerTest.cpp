@@ -275,6 +275,38 @@ void CollectLine(const char *format, ...) {
     lines.emplace_back(line);
 }
 
+TEST_F(RootContainer, MultiLoadResolvesPersistentReferencesBothWays) {
+    using vlib::test::TTestLinkItem;
+    for (int format : {0, 1, 2}) {
+        SCOPED_TRACE(format);
+        TLibVector<TString> files{Path("west").c_str(), Path("east").c_str()};
+        {
+            TScopedStore<TRootMap> west("West"), east("East");
+            west.RegisterMe();
+            east.RegisterMe();
+            auto *w = new TTestLinkItem;
+            auto *e = new TTestLinkItem;
+            west.AddObject(w);
+            east.AddObject(new TTestLinkItem); // so the ids differ across the files
+            east.AddObject(e);
+            w->Link.Set(e);
+            e->Link.Set(w);
+            TLibVector<TRootContainer *> both{&west, &east};
+            ASSERT_TRUE(TRootContainer::MultiSave(both, files, format, false));
+        }
+        TScopedStore<TRootMap> west(""), east("");
+        TLibVector<TRootContainer *> both{&west, &east};
+        ASSERT_TRUE(TRootContainer::MultiLoad(both, files, format, false));
+        auto *w = static_cast<TTestLinkItem *>(west.GetObject(0));
+        auto *e = static_cast<TTestLinkItem *>(east.GetObject(1));
+        ASSERT_NE(w, nullptr);
+        ASSERT_NE(e, nullptr);
+        // West's payload is read before any of east's, yet east's objects already exist.
+        EXPECT_EQ(w->FoundWhileReading, e);
+        EXPECT_EQ(e->FoundWhileReading, w);
+    }
+}
+
 TEST_F(RootContainer, CallbacksTickPerObjectAndReportEachStage) {
     lines.clear();
     ticks = 0;
