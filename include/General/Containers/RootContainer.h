@@ -105,6 +105,8 @@ public:
 
 protected:
     virtual int AllocateID() = 0;
+    /// The id after `id`; past the largest id the count wraps as a 32-bit word does.
+    static int NextAfter(int id) { return static_cast<int>(static_cast<uint32_t>(id) + 1u); }
     virtual void InsertObject(TRootObject *object) = 0;
     /// Creates an object of `cls` under `id`, enters it and tells it of its container.
     virtual TRootObject *AddNewObject(TRuntimeClass *cls, int id);

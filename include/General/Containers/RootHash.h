@@ -33,7 +33,11 @@ public:
     uint32_t GetBucketCount() const { return m_BucketCount; }
 
 protected:
-    int AllocateID() override { return m_NextID++; }
+    int AllocateID() override {
+        const int id = m_NextID;
+        m_NextID = NextAfter(id);
+        return id;
+    }
     void InsertObject(TRootObject *object) override;
 
 private:

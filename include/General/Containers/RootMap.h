@@ -28,7 +28,11 @@ public:
     int GetIDCount() const { return m_NextID; }
 
 protected:
-    int AllocateID() override { return m_NextID++; }
+    int AllocateID() override {
+        const int id = m_NextID;
+        m_NextID = NextAfter(id);
+        return id;
+    }
     void InsertObject(TRootObject *object) override;
 
 private:

@@ -70,7 +70,7 @@ void TRootHash::InsertObject(TRootObject *object) {
         }
     }
     if (id >= m_NextID)
-        m_NextID = id + 1;
+        m_NextID = NextAfter(id);
 }
 
 void TRootHash::Grow() {

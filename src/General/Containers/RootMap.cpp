@@ -19,7 +19,7 @@ void TRootMap::InsertObject(TRootObject *object) {
     const int id = object->GetID();
     m_Objects[id] = object;
     if (id >= m_NextID)
-        m_NextID = id + 1;
+        m_NextID = NextAfter(id);
 }
 
 bool TRootMap::RemoveObject(TRootObject *object) {
