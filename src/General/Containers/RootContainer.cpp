@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 
+#include "Detail/WriteBuffer.h"
 #include "General/Containers/RootContainerBank.h"
 #include "General/Core/RuntimeClass.h"
 #include "General/Core/StrToID.h"
@@ -98,6 +99,7 @@ struct TRootContainer::TChain {
     TAsciiOutFilter TextOut;
     TDeflateFilter Deflate;
     TInflateFilter Inflate;
+    vlib::detail::TWriteBuffer Buffer;
     TIOAdapter *Adapter = nullptr; // owned
     TFileObj *Top = nullptr;       // not owned: the uppermost layer
 
@@ -109,13 +111,19 @@ struct TRootContainer::TChain {
         // the adapter bad.
         (void)File.Open(path, save ? kOpenWrite : kOpenRead);
         Top = &File;
+        // The disk file sends every write to the system; saves gather theirs first.
+        TFileObj *base = &File;
+        if (save && format != FormatDeflate && File.IsOpen() != 0 && Buffer.Open(&File)) {
+            base = &Buffer;
+            Top = &Buffer;
+        }
         switch (format) {
         case FormatBinary:
-            Adapter = new TIOAdapter(&File, save);
+            Adapter = new TIOAdapter(base, save);
             break;
         case FormatText:
             if (save) {
-                (void)TextOut.Open(&File);
+                (void)TextOut.Open(base);
                 Top = &TextOut;
                 Adapter = new TIOAdapter(&TextOut);
             } else {
