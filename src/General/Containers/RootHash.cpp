@@ -127,16 +127,22 @@ bool TRootHash::RemoveObject(TRootObject *object) {
 
 void TRootHash::DeleteAll() {
     ++DoNotDeleteDependencies;
-    // Always from the first object of the walk, as an object's deletion may take others
-    // with it; this needs no list of ids, so it cannot fail for want of memory.
-    for (ResetCursor(); GetCursor() != nullptr; ResetCursor()) {
-        TRootObject *object = GetCursor();
-        if (object->GetContainer() == this && GetObject(object->GetID()) == object) {
-            object->Delete(); // leaves the table through RemoveObject
-        } else {
-            // An entry whose object does not find its way back here.
-            RemoveObject(object);
-            Delete(object);
+    // Bucket by bucket, always the head, as an object's deletion may take others with it;
+    // this needs no list of ids, so it cannot fail for want of memory.
+    for (uint32_t i = 0; m_Buckets != nullptr && i < m_BucketCount; ++i) {
+        while (m_Buckets[i] != nullptr) {
+            TEntry *head = m_Buckets[i];
+            TRootObject *object = head->Object;
+            if (object->GetContainer() == this && GetObject(object->GetID()) == object) {
+                object->Delete(); // leaves the table through RemoveObject
+            } else {
+                // An entry whose object does not find its way back here.
+                m_Buckets[i] = head->Next;
+                delete head;
+                --m_EntryCount;
+                ClearContainer(object);
+                Delete(object);
+            }
         }
     }
     FreeEntries();
