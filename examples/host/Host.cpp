@@ -2,8 +2,11 @@
 // TConfigInfo from the data folder's demo.ini, under "--cfg Section Key Value" overrides from
 // its own command line, builds a small component tree in code (a clock, a spinner processed
 // several times a frame, a logger that depends on the clock), runs it for a number of frames
-// and reports what ran, in which order, and how long it took. Every report line is sent as a
+// and reports what ran, in which order, and how long it took; then it round-trips a few
+// containers through their file forms. Every report line is sent as a
 // notification; a console listener prints it.
+#include "ContainerDemo.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -230,7 +233,13 @@ int main(int argc, char **argv) {
     SendReport("destruction order: %s", destructionOrder.c_str());
     SendReport("library heap: %zu blocks live at start, %zu at the end", blocksAtStart,
                GetAllocatorInstance().GetLiveBlocks());
+
+    // Container files go beside the debug log, out of the sample data folder.
+    const std::string outDir = config->DebugOutputPath.GetData();
+    SendReport("containers: saving and loading under %s", outDir.c_str());
+    std::fflush(stdout);
+    const int containers = RunContainerDemo(data.c_str(), outDir.c_str());
     delete config;
     UnsubscribeNotification<TDemoReport>(1);
-    return 0;
+    return containers;
 }

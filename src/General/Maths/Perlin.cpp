@@ -79,17 +79,8 @@ inline __attribute__((always_inline)) void Neighbourhood(uint32_t ix, uint32_t i
         RawNoise4(first + i, columns[i]);
 }
 
-} // namespace
-
-float TPerlin2D::RawNoise(uint32_t x, uint32_t y) {
-    uint32_t n = y * 57u + x;
-    n = (n << 13) ^ n;
-    const uint32_t v = ((n * n * 15731u + 789221u) * n - 771171059u) & 0x7FFFFFFFu;
-    return float(1.0 - double(v) * kHashScale);
-}
-
-__attribute__((target_clones("avx2", "default"))) float TPerlin2D::InterpolatedNoise(float x,
-                                                                                     float y) {
+/// The cubic sample; inlined into a baseline and an AVX2 entry point below.
+inline __attribute__((always_inline)) float CubicNoise(float x, float y) {
     const Cell cx = CellOf(x), cy = CellOf(y);
     float wx[4], wy[4];
     TD4 v[4];
@@ -104,16 +95,8 @@ __attribute__((target_clones("avx2", "default"))) float TPerlin2D::InterpolatedN
                  double(wy[3]) * rows[3]);
 }
 
-float TPerlin2D::InterpolatedNoiseFast(float x, float y) {
-    const Cell cx = CellOf(x), cy = CellOf(y);
-    const double fx = cx.f, fy = cy.f;
-    const double bottom = (1.0 - fx) * RawNoise(cx.i, cy.i) + fx * RawNoise(cx.i + 1, cy.i);
-    const double top = (1.0 - fx) * RawNoise(cx.i, cy.i + 1) + fx * RawNoise(cx.i + 1, cy.i + 1);
-    return float((1.0 - fy) * bottom + fy * top);
-}
-
-__attribute__((target_clones("avx2", "default"))) float
-TPerlin2D::InterpolatedNoiseGradient(float x, float y, TVector2 &g) {
+/// The cubic sample and its slope; inlined like CubicNoise.
+inline __attribute__((always_inline)) float CubicNoiseGradient(float x, float y, TVector2 &g) {
     const Cell cx = CellOf(x + 1.0f), cy = CellOf(y + 1.0f);
     float wx[4], wy[4], dx[4], dy[4];
     TD4 v[4];
@@ -136,6 +119,55 @@ TPerlin2D::InterpolatedNoiseGradient(float x, float y, TVector2 &g) {
     }
     g.Set(float(gx), float(gy));
     return float(sum);
+}
+
+// The cubic samples are built twice, for the baseline and for AVX2, and the entry point is
+// picked on first use. (An ifunc picked by the loader runs before sanitizer and coverage
+// runtimes are ready, which crashes instrumented builds as they load.)
+__attribute__((target("avx2"))) float CubicNoiseAvx2(float x, float y) {
+    return CubicNoise(x, y);
+}
+float CubicNoiseBase(float x, float y) {
+    return CubicNoise(x, y);
+}
+__attribute__((target("avx2"))) float CubicNoiseGradientAvx2(float x, float y, TVector2 &g) {
+    return CubicNoiseGradient(x, y, g);
+}
+float CubicNoiseGradientBase(float x, float y, TVector2 &g) {
+    return CubicNoiseGradient(x, y, g);
+}
+
+bool HasAvx2() {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2");
+}
+
+} // namespace
+
+float TPerlin2D::RawNoise(uint32_t x, uint32_t y) {
+    uint32_t n = y * 57u + x;
+    n = (n << 13) ^ n;
+    const uint32_t v = ((n * n * 15731u + 789221u) * n - 771171059u) & 0x7FFFFFFFu;
+    return float(1.0 - double(v) * kHashScale);
+}
+
+float TPerlin2D::InterpolatedNoiseFast(float x, float y) {
+    const Cell cx = CellOf(x), cy = CellOf(y);
+    const double fx = cx.f, fy = cy.f;
+    const double bottom = (1.0 - fx) * RawNoise(cx.i, cy.i) + fx * RawNoise(cx.i + 1, cy.i);
+    const double top = (1.0 - fx) * RawNoise(cx.i, cy.i + 1) + fx * RawNoise(cx.i + 1, cy.i + 1);
+    return float((1.0 - fy) * bottom + fy * top);
+}
+
+float TPerlin2D::InterpolatedNoise(float x, float y) {
+    static float (*const pick)(float, float) = HasAvx2() ? CubicNoiseAvx2 : CubicNoiseBase;
+    return pick(x, y);
+}
+
+float TPerlin2D::InterpolatedNoiseGradient(float x, float y, TVector2 &g) {
+    static float (*const pick)(float, float, TVector2 &) =
+        HasAvx2() ? CubicNoiseGradientAvx2 : CubicNoiseGradientBase;
+    return pick(x, y, g);
 }
 
 float TPerlin2D::InterpolatedNoiseFastGradient(float x, float y, TVector2 &g) {
