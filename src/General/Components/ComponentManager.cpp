@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <new>
 
 #include "General/Components/Detail/VirtualSlot.h"
+#include "General/Components/ParameterList.h"
 #include "General/Core/RuntimeClass.h"
 #include "General/Platform/DebugOutput.h"
 
@@ -17,17 +19,16 @@ thread_local uint64_t tDestroyCalls = 0;
 
 } // namespace
 
-TComponentManager::TComponentManager() {
-    // FIXME: start with an empty TParameterSubstituter once parameter lists exist, so that a
-    // definition's `define` always has a table to go into.
-}
+TComponentManager::TComponentManager()
+    // An empty table from the start, so that a definition's `define` always has one to go into.
+    : m_Substitutions(new (std::nothrow) TParameterSubstituter) {}
 
 TComponentManager::~TComponentManager() {
     // Whatever is still held was never destroyed, typically the components an aborted start
     // left uninitialised; their memory goes, without Uninitialise or Destroy.
     for (auto &entry : m_Components)
         TRootObject::Delete(entry.second);
-    // FIXME: delete m_Substitutions once TParameterSubstituter is defined; none can exist yet.
+    delete m_Substitutions;
 }
 
 bool TComponentManager::LoadRootComponents(const TDynamicString &name) {
@@ -63,9 +64,18 @@ void TComponentManager::UseDirectory(const TDynamicString &path) {
 }
 
 void TComponentManager::SetParameterSubstituter(TParameterSubstituter *substituter) {
-    // FIXME: keep a copy of `substituter` (or remove the table for null) once
-    // TParameterSubstituter is defined; until then no substituter can be made or passed.
-    (void)substituter;
+    // The manager keeps its own copy, so a host may preset entries on a table it then reuses.
+    TParameterSubstituter *copy = nullptr;
+    if (substituter != nullptr) {
+        try {
+            copy = new TParameterSubstituter(*substituter);
+        } catch (const std::bad_alloc &) {
+            // Out of memory: keep the current table rather than lose it.
+            return;
+        }
+    }
+    delete m_Substitutions;
+    m_Substitutions = copy;
 }
 
 bool TComponentManager::LoadComponents(const TDynamicString &name) {

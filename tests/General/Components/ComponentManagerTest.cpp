@@ -2,6 +2,7 @@
 // its counts and breaks, aborted starts, destruction order, and that every component's memory
 // comes back. Trees are built in code; each component logs what the manager made it do.
 #include "General/Components/ComponentManager.h"
+#include "General/Components/ParameterList.h"
 
 #include <functional>
 #include <string>
@@ -624,4 +625,19 @@ TEST_F(ComponentManager, StartAfterAnAbortClearsIt) {
     EXPECT_EQ(Events("init"), "r,a,b") << "only what the abort held back is initialised";
     EXPECT_FALSE(manager->HasAborted());
     manager->UnloadRootComponents();
+}
+
+TEST_F(ComponentManager, SubstitutionTablesAreCopiedAndReleased) {
+    // The manager keeps copies: replacing, removing and destroying must free every entry
+    // (TearDown counts the library's blocks), and the caller's table stays its own.
+    TParameterSubstituter table;
+    TParameterSubstituter::TString name("$root"), value("data/levels");
+    table.SetSubstitution(name, value);
+    manager->SetParameterSubstituter(&table);
+    manager->SetParameterSubstituter(&table);
+    manager->SetParameterSubstituter(nullptr);
+    manager->SetParameterSubstituter(&table);
+    TParameterSubstituter::TString text("$root/one.xml");
+    EXPECT_EQ(table.Apply(text), 1);
+    EXPECT_STREQ(text.GetData(), "data/levels/one.xml");
 }
