@@ -25,7 +25,8 @@ public:
         unsigned long long offset = 0;
         unsigned long size = 0;
         Check(store.GetFileLocation(path, where, offset, size));
-        Check(offset + size <= m_PackSize);
+        // A record never written has no bytes and no place (offset 0xFFFFFFFF).
+        Check(size == 0 || offset + size <= m_PackSize);
         TFileObj *file = store.OpenFile(path, 2);
         if (file == nullptr)
             return true; // an empty record has no window

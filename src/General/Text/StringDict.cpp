@@ -4,6 +4,7 @@
 #include "General/Text/StringDict.h"
 
 #include <cstring>
+#include <limits>
 #include <string_view>
 #include <unordered_map>
 
@@ -125,6 +126,9 @@ const TStringDict::TString *TStringDict::Insert(const char *text, int length) {
     const std::string_view view(text, static_cast<size_t>(length));
     if (TDictEntry *found = m_Record->Find(view))
         return &found->text;
+    // The indices have run out (a loaded file may claim the largest one): nothing more fits.
+    if (m_Record->nextIndex == std::numeric_limits<int>::max())
+        return nullptr;
     return CallNoThrow(
         [&]() -> const TString * {
             TDictEntry *entry = m_Record->Append(m_Record->nextIndex, text, view.size());
@@ -164,7 +168,8 @@ void TStringDict::Add(int index, TString &text) {
     (void)CallNoThrow([&] {
         if (m_Record->Append(index, text.GetData(), static_cast<size_t>(length)) != nullptr &&
             index >= m_Record->nextIndex)
-            m_Record->nextIndex = index + 1;
+            m_Record->nextIndex =
+                index == std::numeric_limits<int>::max() ? index : index + 1;
     });
 }
 

@@ -82,6 +82,16 @@ TEST(StringDict, LoadKeepsIndicesAndInsertsGoOnAboveTheGreatest) {
     EXPECT_EQ(dict.GetIndex(Insert(dict, "three")), 3);
 }
 
+TEST(StringDict, TheLargestIndexLeavesNoRoomForInserts) {
+    // A file may claim the last index there is; new texts are refused, known ones still found.
+    TStringDict dict;
+    TSourceFile source(BinaryWithIndices({{2147483647, "last"}}));
+    dict.LoadSubBinary(&source.file);
+    EXPECT_STREQ(dict.GetString(2147483647)->GetData(), "last");
+    EXPECT_EQ(Insert(dict, "new"), nullptr);
+    EXPECT_EQ(dict.GetIndex(Insert(dict, "last")), 2147483647);
+}
+
 TEST(StringDict, BothFileFormsRoundTrip) {
     TStringDict dict;
     const char *texts[] = {"tag", "TAG", "gat", "two\nlines", "", "value with blanks"};
