@@ -47,11 +47,12 @@ public:
     TResourceRuleFile(const TResourceRuleFile &) = delete;
     TResourceRuleFile &operator=(const TResourceRuleFile &) = delete;
 
-    /// Reads the rules of a file; false only when it cannot be opened. Bad lines and
-    /// patterns that do not compile are skipped without a word.
+    /// Reads the rules of a file; false when it cannot be opened or read whole, or the heap
+    /// ran out (the rules read so far stay). Bad lines and patterns that do not compile are
+    /// skipped without a word.
     bool Load(const TDynamicString &path);
-    /// Reads rules from text, as Load does from a file's contents.
-    void LoadText(const char *text, size_t size);
+    /// Reads rules from text, as Load does from a file's contents; false if the heap ran out.
+    bool LoadText(const char *text, size_t size);
     /// Appends one list per priority (lowest first) whose keys matched `input`; with a
     /// `key`, only that key (ignoring case) is asked. `out` is not cleared. Always true.
     bool Query(const TDynamicString &input, TLibVector<TParameterList> &out, const char *key) const;
@@ -69,4 +70,5 @@ private:
     TLibMap<uint32_t, TRuleGroup> m_Groups;
     TLibVector<TDynamicString> m_Paths;
     TDynamicString m_Keyword;
+    bool m_KeywordLost = false; // the heap ran out copying the keyword: no line can match
 };

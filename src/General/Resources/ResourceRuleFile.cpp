@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "General/Core/Detail/NoThrow.h"
@@ -42,11 +43,15 @@ TRule::TRule(TRule &&other) noexcept = default;
 TRule &TRule::operator=(TRule &&other) noexcept = default;
 TRule::~TRule() = default;
 
-TResourceRuleFile::TResourceRuleFile(const TDynamicString &keyword) : m_Keyword(keyword) {}
+TResourceRuleFile::TResourceRuleFile(const TDynamicString &keyword)
+    : m_Keyword(keyword), m_KeywordLost(m_Keyword.GetLength() != keyword.GetLength()) {}
 TResourceRuleFile::~TResourceRuleFile() = default;
 
-TDynamicString TResourceRuleFile::TranslateWildcard(const char *pattern) {
-    TDynamicString out;
+namespace {
+
+/// The regular expression a wild-card pattern stands for, without the anchors.
+std::string WildcardToRegex(const char *pattern) {
+    std::string out;
     for (const char *p = pattern; *p != '\0'; ++p) {
         const char c = *p;
         switch (c) {
@@ -59,34 +64,55 @@ TDynamicString TResourceRuleFile::TranslateWildcard(const char *pattern) {
         case '^':
         case '{':
         case '}':
-            out.Append('\\').Append(c);
+            out += '\\';
+            out += c;
             break;
         case '*':
-            out.Append("[^/]*");
+            out += "[^/]*";
             break;
         case '.':
             if (p[1] == '.' && p[2] == '.') {
-                out.Append(".*?");
+                out += ".*?";
                 p += 2;
             } else {
-                out.Append("\\.");
+                out += "\\.";
             }
             break;
         case '<':
-            out.Append('(');
+            out += '(';
             break;
         case '>':
-            out.Append(')');
+            out += ')';
             break;
         case '\\':
-            out.Append('/');
+            out += '/';
             break;
         default:
-            out.Append(c);
+            out += c;
             break;
         }
     }
     return out;
+}
+
+/// Copies text into a library string. A copy that came out short is the exhausted heap: it
+/// is raised, so that the load it belongs to fails as a whole instead of losing a rule.
+TDynamicString CopyWhole(const char *text, size_t length) {
+    TDynamicString copy(text, static_cast<unsigned>(length));
+    if (static_cast<size_t>(copy.GetLength()) != length)
+        throw std::bad_alloc();
+    return copy;
+}
+
+} // namespace
+
+TDynamicString TResourceRuleFile::TranslateWildcard(const char *pattern) {
+    return vlib::detail::CallNoThrow(
+        [&] {
+            const std::string regex = WildcardToRegex(pattern);
+            return CopyWhole(regex.data(), regex.size());
+        },
+        TDynamicString());
 }
 
 void TResourceRuleFile::ParseLine(TDynamicString line) {
@@ -110,7 +136,7 @@ void TResourceRuleFile::ParseLine(TDynamicString line) {
     char key[kMaxLine];
     char value[kMaxLine];
     int used = -1;
-    TDynamicString expression;
+    std::string expression;
     std::string requiredSuffix;
     if (std::sscanf(rest, "\"\"%1023[^\"]\"\"%n", pattern, &used) == 1 && used >= 0) {
         expression = pattern;
@@ -118,7 +144,7 @@ void TResourceRuleFile::ParseLine(TDynamicString line) {
         used = -1;
         if (std::sscanf(rest, "\"%1023[^\"]\"%n", pattern, &used) != 1 || used < 0)
             return;
-        expression = TranslateWildcard(pattern);
+        expression = WildcardToRegex(pattern);
         requiredSuffix = LiteralTail(pattern);
     }
     rest += used;
@@ -129,7 +155,7 @@ void TResourceRuleFile::ParseLine(TDynamicString line) {
         rest += used;
     TRuleGroup &group = m_Groups[priority];
 
-    const std::string anchored = std::string("^") + expression.GetData() + "$";
+    const std::string anchored = "^" + expression + "$";
     for (;;) {
         used = -1;
         if (std::sscanf(rest, " %1023[^=]=\"%1023[^\"]\"%n", key, value, &used) != 2 || used < 0)
@@ -139,17 +165,24 @@ void TResourceRuleFile::ParseLine(TDynamicString line) {
         rule.Pattern = vlib::detail::TRulePattern::Compile(anchored, requiredSuffix);
         if (rule.Pattern == nullptr)
             continue; // a pattern that does not compile loses its pair
-        rule.Format = value;
-        TDynamicString lowerKey(key);
+        rule.Format = CopyWhole(value, std::strlen(value));
+        TDynamicString lowerKey = CopyWhole(key, std::strlen(key));
         lowerKey.LowerCase();
-        TRuleKey &ruleKey = group[lowerKey];
-        ruleKey.Key = lowerKey;
+        auto [entry, added] = group.try_emplace(lowerKey);
+        if (added && entry->first.GetLength() != lowerKey.GetLength()) {
+            group.erase(entry); // the map's own copy of the name came out short
+            throw std::bad_alloc();
+        }
+        TRuleKey &ruleKey = entry->second;
+        ruleKey.Key = CopyWhole(lowerKey.GetData(), static_cast<size_t>(lowerKey.GetLength()));
         ruleKey.Rules.push_back(std::move(rule));
     }
 }
 
-void TResourceRuleFile::LoadText(const char *text, size_t size) {
-    (void)vlib::detail::CallNoThrow([&]() {
+bool TResourceRuleFile::LoadText(const char *text, size_t size) {
+    if (m_KeywordLost)
+        return false;
+    return vlib::detail::CallNoThrow([&]() {
         size_t start = 0;
         while (start < size) {
             size_t end = start;
@@ -166,23 +199,33 @@ void TResourceRuleFile::LoadText(const char *text, size_t size) {
                    std::strchr(kWhiteSpace, text[last - 1]) != nullptr)
                 --last;
             if (last - first < static_cast<size_t>(kMaxLine))
-                ParseLine(TDynamicString(text + first, static_cast<unsigned>(last - first)));
+                ParseLine(CopyWhole(text + first, last - first));
             start = end + 1;
         }
-    }); // an exhausted heap leaves the rules read so far
+    }); // an exhausted heap leaves the rules read so far, and a false result
 }
 
 bool TResourceRuleFile::Load(const TDynamicString &path) {
     TRealFile file;
     if (!file.Open(path, 2))
         return false;
-    std::string bytes(static_cast<size_t>(file.Length()), '\0');
+    const int length = file.Length();
+    std::string bytes;
+    if (length < 0 ||
+        !vlib::detail::CallNoThrow([&] { bytes.resize(static_cast<size_t>(length)); }))
+        return false;
     const int got = bytes.empty() ? 0 : file.Read(bytes.data(), static_cast<int>(bytes.size()));
     (void)file.Close(); // read-only: nothing to lose
-    bytes.resize(static_cast<size_t>(got > 0 ? got : 0));
-    LoadText(bytes.data(), bytes.size());
-    m_Paths.push_back(path);
-    return true;
+    // A short read or a heap that ran out loses rules: the load is not reported as done.
+    if (got != length || !LoadText(bytes.data(), bytes.size()))
+        return false;
+    return vlib::detail::CallNoThrow([&] {
+        m_Paths.push_back(path);
+        if (m_Paths.back().GetLength() != path.GetLength()) {
+            m_Paths.pop_back(); // the copy of the name came out short
+            throw std::bad_alloc();
+        }
+    });
 }
 
 bool TResourceRuleFile::Query(const TDynamicString &input, TLibVector<TParameterList> &out,

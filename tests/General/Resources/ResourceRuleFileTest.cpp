@@ -149,4 +149,25 @@ TEST(ResourceRuleFile, FilesNamesAndTimes) {
     EXPECT_NE(rules.GetNewestTime().GetValue(), 0u);
 }
 
+TEST(ResourceRuleFile, ExhaustedHeapFailsTheLoad) {
+    // A load that lost rules to the heap must say so: only a load that returns true may be
+    // relied on to give every rule of the file.
+    vlib::test::TTempDir dir;
+    std::ofstream(dir.File("r.rre")) << "TYPERULE \"<*>.msh\" mesh=\"TMesh\" kind=\"$1\"\n"
+                                        "TYPERULE \"\"tex_(.*)\"\" :3 texture=\"$1\"\n";
+    // The caller's own strings are made before the faults start.
+    const TDynamicString keyword("TYPERULE"), path(dir.File("r.rre").c_str());
+    const int attempts = vlib::test::RunUntilAllocationsSucceed([&] {
+        TResourceRuleFile rules(keyword);
+        const bool ok = rules.Load(path);
+        GetAllocatorInstance().Faults().Disarm(); // the queries below are not under test
+        if (ok) {
+            EXPECT_EQ(QueryText(rules, "rock.msh"), "kind=rock;mesh=TMesh;");
+            EXPECT_EQ(QueryText(rules, "TEX_stone"), "texture=stone;");
+        }
+        return ok;
+    });
+    EXPECT_GT(attempts, 1);
+}
+
 } // namespace

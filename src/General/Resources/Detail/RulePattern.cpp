@@ -3,6 +3,7 @@
 #include "General/Resources/Detail/RulePattern.h"
 
 #include <iterator>
+#include <new>
 
 #include <boost/regex.hpp>
 
@@ -47,8 +48,10 @@ std::unique_ptr<TRulePattern> TRulePattern::Compile(const std::string &pattern,
             impl->RequiredSuffix += AsciiLower(c);
         impl->Expression.assign(pattern, boost::regex::perl | boost::regex::icase);
         return std::unique_ptr<TRulePattern>(new TRulePattern(std::move(impl)));
+    } catch (const std::bad_alloc &) {
+        throw; // the caller's load fails as a whole rather than quietly losing the rule
     } catch (const std::exception &) {
-        return nullptr; // regex_error for a bad pattern, bad_alloc
+        return nullptr; // regex_error for a bad pattern
     }
 }
 

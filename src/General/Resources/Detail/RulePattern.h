@@ -11,7 +11,8 @@ namespace vlib::detail {
 /// A compiled, case-insensitive Perl-style pattern.
 class TRulePattern {
 public:
-    /// Null when the pattern does not compile or memory runs out. `requiredSuffix`, when not
+    /// Null when the pattern does not compile; throws std::bad_alloc when memory runs out, for
+    /// the caller's CallNoThrow to turn into a failed load. `requiredSuffix`, when not
     /// empty, is ASCII text that every whole-input match must end with (ignoring case): an
     /// input without it is known not to match before the engine is asked.
     static std::unique_ptr<TRulePattern> Compile(const std::string &pattern,

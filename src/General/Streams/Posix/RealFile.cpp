@@ -168,6 +168,13 @@ bool TRealFile::Open(const TDynamicString &path, unsigned long flags) {
     m_SystemPos = (m_Flags & FlagAppend) ? m_Length : 0;
 
     m_FileName = path;
+    if (m_FileName.GetLength() != path.GetLength()) {
+        // The heap ran out copying the name: a file that cannot say what it is stays shut.
+        FreeBuffer();
+        ::close(m_Handle);
+        m_Handle = -1;
+        return false;
+    }
     m_Flags |= FlagOpen;
     m_EndFlag = false;
     return true;
