@@ -62,6 +62,21 @@ void StreamClassID(TIOAdapter &adapter, unsigned long &value, const char *name) 
     value = static_cast<uint32_t>(word);
 }
 
+/// Writes an object's class (its name in text, its id in binary, under `classKey`) and its
+/// id: the part of an object's record that the header pass and a single write share.
+void WriteClassAndID(TIOAdapter &adapter, TRootObject *object, const char *classKey) {
+    int id = object->GetID();
+    TRuntimeClass *cls = object->GetRuntimeClass();
+    if (adapter.GetTextOutput() != nullptr) {
+        TRootContainer::TString name = cls->GetName();
+        adapter.StreamString(name, "TypeName");
+    } else {
+        unsigned long classID = cls->GetID();
+        StreamClassID(adapter, classID, classKey);
+    }
+    StreamWord(adapter, id, "UniqueID");
+}
+
 /// Streams a string; in binary a read that ends before the claimed length marks it bad.
 void StreamText(TIOAdapter &adapter, TRootContainer::TString &value, const char *name) {
     TFileObj *file = adapter.GetBinaryFile();
@@ -477,24 +492,14 @@ TError TRootContainer::ReadObjectHeaders(TIOAdapter &adapter, bool merge, int co
 }
 
 TError TRootContainer::WriteObjectHeaders(TIOAdapter &adapter) {
-    const bool text = adapter.GetTextOutput() != nullptr;
     int position = 0;
     PushCursor();
     for (ResetCursor(); GetCursor() != nullptr; NextCursor()) {
         TRootObject *object = GetCursor();
         if (!SkipObject(object)) {
-            int id = object->GetID();
-            TRuntimeClass *cls = object->GetRuntimeClass();
             StreamWord(adapter, position, "ObjectNum");
             ++position;
-            if (text) {
-                TString name = cls->GetName();
-                adapter.StreamString(name, "TypeName");
-            } else {
-                unsigned long classID = cls->GetID();
-                StreamClassID(adapter, classID, "TypeId");
-            }
-            StreamWord(adapter, id, "UniqueID");
+            WriteClassAndID(adapter, object, "TypeId");
             if (adapter.IsBad()) {
                 PopCursor();
                 return TError::kFailure;
@@ -566,17 +571,8 @@ TError TRootContainer::WriteObjectData(TIOAdapter &adapter) {
 
 TError TRootContainer::WriteOneObjectData(TIOAdapter &adapter, TRootObject *object) {
     Tick();
-    int id = object->GetID();
-    TRuntimeClass *cls = object->GetRuntimeClass();
     const bool text = adapter.GetTextOutput() != nullptr;
-    if (text) {
-        TString name = cls->GetName();
-        adapter.StreamString(name, "TypeName");
-    } else {
-        unsigned long classID = cls->GetID();
-        StreamClassID(adapter, classID, "TypeID");
-    }
-    StreamWord(adapter, id, "UniqueID");
+    WriteClassAndID(adapter, object, "TypeID");
     TError result = text ? object->WriteAscii(*adapter.GetTextOutput())
                          : object->WriteBinary(*adapter.GetBinaryFile());
     EndTextLine(adapter);
