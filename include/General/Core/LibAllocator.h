@@ -58,6 +58,19 @@ private:
     vlib::TFaultCountdown m_Faults;
 };
 
+/// Tells a loader whether any allocation of the library heap failed on its thread since the
+/// watch began. Strings, containers and nodes that found no memory are left short or are
+/// skipped, so a load that saw a failure may have lost data and must not report success.
+/// Watches nest freely: each compares against its own starting count.
+class VLIB_API TAllocationFailureWatch {
+public:
+    TAllocationFailureWatch() noexcept;
+    bool Failed() const noexcept;
+
+private:
+    unsigned long m_Start;
+};
+
 /// Holds the one allocator of the process; not inlined so every module sees this library's.
 VLIB_API VLIB_NOINLINE TLibAllocator &NotInlinedSingletonTLibAllocator();
 

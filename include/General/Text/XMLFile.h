@@ -75,12 +75,14 @@ public:
     int GetNumChildren() const { return static_cast<int>(m_Children.size()); }
     /// Null outside 0 .. count - 1.
     TXMLNode *GetChild(int index) const;
-    /// Appends a child; the tag owns it from then on.
-    void PushChild(TXMLNode *child);
+    /// Appends a child, which the tag owns from then on. Without memory to hold it the child
+    /// is deleted and the result is false.
+    bool PushChild(TXMLNode *child);
     int GetNumAttrs() const { return static_cast<int>(m_Attributes.size()); }
     /// Null outside 0 .. count - 1.
     TXMLAttr *GetAttr(int index);
-    void PushAttr(TXMLAttr &attr);
+    /// Appends a copy of `attr`; false, and no change, without memory.
+    bool PushAttr(TXMLAttr &attr);
     /// The value of the first attribute of exactly `name`; null if none.
     const TString *GetAttrVal(const char *name) const;
     /// This tag if its name equals `name` ignoring case, else the first match among the

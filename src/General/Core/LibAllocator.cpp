@@ -12,7 +12,16 @@
 namespace {
 constexpr const char *kOutOfMemory = "*****************************\nGame over man! Out of "
                                      "memory!\n*****************************\n";
+
+// Allocations that failed on this thread; read by TAllocationFailureWatch.
+thread_local unsigned long t_Failures = 0;
 } // namespace
+
+TAllocationFailureWatch::TAllocationFailureWatch() noexcept : m_Start(t_Failures) {}
+
+bool TAllocationFailureWatch::Failed() const noexcept {
+    return t_Failures != m_Start;
+}
 
 TLibAllocator::TLibAllocator()
     : m_Tracking(false), m_Valid(false), m_FootprintAddition(0), m_CurrentComponent(nullptr),
@@ -35,16 +44,21 @@ TLibAllocator::~TLibAllocator() {
 }
 
 unsigned char *TLibAllocator::AllocRaw(size_t size) {
-    if (m_Faults.ShouldFail())
-        return nullptr;
     // The heap layer is thread-safe and outlives this object, so blocks released by statics
     // destroyed after the allocator at exit still reach it.
-    return static_cast<unsigned char *>(VMalloc(size));
+    auto *block = m_Faults.ShouldFail() ? nullptr : static_cast<unsigned char *>(VMalloc(size));
+    if (block == nullptr)
+        ++t_Failures;
+    return block;
 }
 
-void TLibAllocator::UnallocRaw(void *raw) { VFree(raw); }
+void TLibAllocator::UnallocRaw(void *raw) {
+    VFree(raw);
+}
 
-size_t TLibAllocator::GetLiveBlocks() const { return VLiveBlocks(); }
+size_t TLibAllocator::GetLiveBlocks() const {
+    return VLiveBlocks();
+}
 
 unsigned char *TLibAllocator::Alloc(unsigned long size) {
     unsigned char *block = AllocRaw(size);
@@ -84,9 +98,13 @@ void TLibAllocator::UnallocAligned(unsigned char *block) {
     UnallocRaw(raw);
 }
 
-unsigned long TLibAllocator::GetTotalAlloc() { return VTotalAlloc(); }
+unsigned long TLibAllocator::GetTotalAlloc() {
+    return VTotalAlloc();
+}
 
-unsigned long TLibAllocator::GetMemoryFootprint() { return VMemFootPrint() + m_FootprintAddition; }
+unsigned long TLibAllocator::GetMemoryFootprint() {
+    return VMemFootPrint() + m_FootprintAddition;
+}
 
 TLibAllocator &NotInlinedSingletonTLibAllocator() {
     static TLibAllocator allocator;

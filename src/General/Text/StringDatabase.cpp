@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "General/Core/Detail/NoThrow.h"
+#include "General/Core/LibAllocator.h"
 #include "General/Streams/AsciiFilter.h"
 #include "General/Streams/Detail/StringLookup.h"
 #include "General/Streams/IOAdapter.h"
@@ -135,6 +136,9 @@ TError TStringDatabase::LoadAscii(TFileObj *file) {
     TAsciiInFilter in;
     if (!in.Open(file))
         return TError(0x10000);
+    // A record that found no memory is dropped or cut short: the load then fails, although
+    // the records read whole stay.
+    TAllocationFailureWatch watch;
     (void)vlib::detail::CallNoThrow([&] {
         TString line;
         while (GetLine(in, line)) {
@@ -161,7 +165,7 @@ TError TStringDatabase::LoadAscii(TFileObj *file) {
         }
     });
     in.CloseLayer();
-    return TError(0);
+    return watch.Failed() ? TError(0x10000) : TError(0);
 }
 
 void TStringDatabase::Stream(TIOAdapter &adapter) {
@@ -194,10 +198,11 @@ TError TStringDatabase::LoadBinary(TFileObj *file) {
     // The database's own texts are never translated through a database.
     TStringDatabase *saved = TIOAdapter::GetStringDatabase();
     TIOAdapter::SetStringDatabase(nullptr);
+    TAllocationFailureWatch watch;
     TIOAdapter adapter(file, false);
     (void)vlib::detail::CallNoThrow([&] { Stream(adapter); });
     TIOAdapter::SetStringDatabase(saved);
-    return TError(0);
+    return watch.Failed() ? TError(0x10000) : TError(0);
 }
 
 TError TStringDatabase::SaveBinary(TFileObj *file) {

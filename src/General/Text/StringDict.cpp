@@ -168,8 +168,7 @@ void TStringDict::Add(int index, TString &text) {
     (void)CallNoThrow([&] {
         if (m_Record->Append(index, text.GetData(), static_cast<size_t>(length)) != nullptr &&
             index >= m_Record->nextIndex)
-            m_Record->nextIndex =
-                index == std::numeric_limits<int>::max() ? index : index + 1;
+            m_Record->nextIndex = index == std::numeric_limits<int>::max() ? index : index + 1;
     });
 }
 

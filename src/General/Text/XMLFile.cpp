@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "General/Core/Detail/NoThrow.h"
+#include "General/Core/LibAllocator.h"
 #include "General/Streams/AsciiFilter.h"
 #include "General/Text/Detail/ByteIO.h"
 #include "General/Text/XMLParser.h"
@@ -196,7 +197,8 @@ bool ReadTagHead(vlib::detail::TByteReader &reader, TStringDict &dictionary, TXM
         attr.value = ReadInterned(reader, dictionary, scratch);
         if (attr.value == nullptr)
             return false;
-        tag->PushAttr(attr);
+        if (!tag->PushAttr(attr))
+            return false;
     }
     if (!reader.ReadByte(count))
         return false;
@@ -245,9 +247,13 @@ TXMLNode *TXMLTag::GetChild(int index) const {
                                                   : nullptr;
 }
 
-void TXMLTag::PushChild(TXMLNode *child) {
-    if (child != nullptr && !CallNoThrow([&] { m_Children.push_back(child); }))
-        delete child; // the tag could not take it over
+bool TXMLTag::PushChild(TXMLNode *child) {
+    if (child == nullptr)
+        return false;
+    if (CallNoThrow([&] { m_Children.push_back(child); }))
+        return true;
+    delete child; // the tag could not take it over
+    return false;
 }
 
 TXMLAttr *TXMLTag::GetAttr(int index) {
@@ -255,8 +261,8 @@ TXMLAttr *TXMLTag::GetAttr(int index) {
                                                : nullptr;
 }
 
-void TXMLTag::PushAttr(TXMLAttr &attr) {
-    (void)CallNoThrow([&] { m_Attributes.push_back(attr); });
+bool TXMLTag::PushAttr(TXMLAttr &attr) {
+    return CallNoThrow([&] { m_Attributes.push_back(attr); });
 }
 
 const TXMLNode::TString *TXMLTag::GetAttrVal(const char *name) const {
@@ -377,16 +383,16 @@ bool TXMLTag::LoadSubBinary(TFileObj *file, TXMLFile *owner) {
                     auto *tag = new TXMLTag;
                     if (tag == nullptr)
                         return false;
-                    parent->PushChild(tag); // owned by the tree at once, whatever follows
-                    if (!ReadTagHead(reader, dictionary, tag, children, scratch))
+                    // Owned by the tree at once, whatever follows; deleted if it can't be.
+                    if (!parent->PushChild(tag) ||
+                        !ReadTagHead(reader, dictionary, tag, children, scratch))
                         return false;
                     stack.push_back(TFrame{tag, children});
                 } else if (marker == TXMLFile::kTextMarker) {
                     auto *text = new TXMLText;
                     if (text == nullptr)
                         return false;
-                    parent->PushChild(text);
-                    if (!reader.ReadCString(text->GetText()))
+                    if (!parent->PushChild(text) || !reader.ReadCString(text->GetText()))
                         return false;
                 } else {
                     return false; // not a record of this format
@@ -517,6 +523,8 @@ bool ReadWholeText(TAsciiInFilter &in, TLibVector<char> &text) {
 TError TXMLFile::LoadAscii(TFileObj *file) {
     if (m_Open)
         return TError(0x10000);
+    // The parser and the strings get round a failed allocation by leaving something out.
+    TAllocationFailureWatch watch;
     TAsciiInFilter in;
     if (!in.Open(file))
         return TError(0x10000);
@@ -530,6 +538,10 @@ TError TXMLFile::LoadAscii(TFileObj *file) {
     parser.SetStripWhitespace(m_StripWhitespace);
     m_Root =
         parser.Parse(name, text.data(), static_cast<int>(std::strlen(text.data())), &m_Dictionary);
+    if (m_Root != nullptr && watch.Failed()) {
+        delete m_Root; // a name or text came out short
+        m_Root = nullptr;
+    }
     if (m_Root == nullptr)
         return TError(0x10000);
     m_Open = true;
@@ -568,7 +580,8 @@ TError TXMLFile::LoadBinary(TFileObj *file) {
     m_Root = new TXMLTag;
     if (m_Root == nullptr)
         return TError(0x10000);
-    if (!m_Root->LoadSubBinary(file, this)) {
+    TAllocationFailureWatch watch;
+    if (!m_Root->LoadSubBinary(file, this) || watch.Failed()) {
         delete m_Root;
         m_Root = nullptr;
         return TError(0x10000);

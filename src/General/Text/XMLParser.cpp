@@ -388,9 +388,7 @@ TXMLTag *TXMLParser::MakeTag(const char *name, int length, bool becomesCurrent) 
     m_PendingAttributes.clear();
     if (m_CurrentTag != nullptr) {
         tag->SetParent(m_CurrentTag);
-        const int before = m_CurrentTag->GetNumChildren();
-        m_CurrentTag->PushChild(tag);
-        if (m_CurrentTag->GetNumChildren() == before)
+        if (!m_CurrentTag->PushChild(tag))
             return nullptr; // out of memory: PushChild has deleted the tag
     }
     if (becomesCurrent)
@@ -423,8 +421,7 @@ bool TXMLParser::ParseXMLText() {
         return false;
     node->SetLineNo(m_Line);
     node->SetParent(m_CurrentTag);
-    m_CurrentTag->PushChild(node);
-    return true;
+    return m_CurrentTag->PushChild(node);
 }
 
 bool TXMLParser::ParseXMLTagPair() {

@@ -98,6 +98,28 @@ TEST(LibAllocator, ContainersThrowBadAllocWhenTheHeapFails) {
     EXPECT_EQ(values.size(), 1u);
 }
 
+TEST(LibAllocator, FailureWatchSeesFailuresOfItsOwnThreadSinceItBegan) {
+    auto &allocator = GetAllocatorInstance();
+    vlib::test::TAllocatorFaultGuard guard;
+    allocator.Faults().Arm(1);
+    EXPECT_EQ(allocator.Alloc(8), nullptr); // before the watches: not theirs
+    TAllocationFailureWatch outer;
+    unsigned char *block = allocator.Alloc(8);
+    EXPECT_FALSE(outer.Failed());
+    allocator.Unalloc(block);
+
+    allocator.Faults().Arm(1);
+    std::thread([&] { EXPECT_EQ(allocator.Alloc(8), nullptr); }).join();
+    EXPECT_FALSE(outer.Failed()); // another thread's failure
+
+    allocator.Faults().Arm(1);
+    TAllocationFailureWatch inner;
+    EXPECT_EQ(allocator.AllocAligned(8, 16), nullptr);
+    EXPECT_TRUE(inner.Failed());
+    EXPECT_TRUE(outer.Failed());
+    EXPECT_FALSE(TAllocationFailureWatch().Failed());
+}
+
 TEST(LibAllocator, RetryLoopFindsTheFirstRunWithoutFaults) {
     // A job of three allocations that cleans up after a failure needs four attempts.
     int attempts = vlib::test::RunUntilAllocationsSucceed([] {

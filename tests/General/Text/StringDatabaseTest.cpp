@@ -9,6 +9,7 @@
 
 #include "General/Streams/IOAdapter.h"
 #include "General/Text/StringDict.h"
+#include "Support/TempDir.h"
 #include "TextFiles.h"
 
 namespace {
@@ -129,6 +130,33 @@ TEST(StringDatabase, BinaryCountThatLiesStopsAtTheEnd) {
     TStringDatabase db;
     EXPECT_TRUE(db.LoadBinary(&source.file));
     EXPECT_EQ(db.GetCount(), 1u);
+}
+
+TEST(StringDatabase, LoadsThatRunOutOfMemoryFail) {
+    const std::string text = "${00000001}\n1\none\n${00000002}\n2\ntwo\nlines\n";
+    TStringDatabase reference;
+    {
+        TSourceFile source(text);
+        ASSERT_TRUE(reference.LoadAscii(&source.file));
+    }
+    TManagedFileBuf binary;
+    ASSERT_TRUE(binary.Open(6, 0));
+    ASSERT_TRUE(reference.SaveBinary(&binary));
+    for (const bool fromBinary : {false, true}) {
+        SCOPED_TRACE(fromBinary ? "binary" : "text");
+        TSourceFile source(fromBinary ? Contents(binary) : text);
+        const int attempts = vlib::test::RunUntilAllocationsSucceed([&] {
+            EXPECT_TRUE(source.file.Seek(0, TFileObj::SeekStart));
+            TStringDatabase db;
+            const bool loaded = static_cast<bool>(fromBinary ? db.LoadBinary(&source.file)
+                                                             : db.LoadAscii(&source.file));
+            GetAllocatorInstance().Faults().Disarm(); // keeps the count of failures
+            if (loaded)
+                EXPECT_EQ(db.GetStrings(), reference.GetStrings());
+            return loaded;
+        });
+        EXPECT_GT(attempts, 1);
+    }
 }
 
 TEST(StringDatabase, AdapterTranslatesBinaryStringReads) {
