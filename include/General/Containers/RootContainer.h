@@ -90,10 +90,33 @@ public:
     /// Appends, without emptying `out`, the objects whose class has exactly this name.
     void GetAllOfClass(const TString &name, TLibVector<TRootObject *> &out);
 
+    /// Overwrites `target` with `source`'s state through its persistent form, in a buffer
+    /// shared by the process; not re-entrant. Stream results are dropped.
+    static void CopyObject(TRootObject *source, TRootObject *target, bool ascii);
+    /// Copies the objects of `sources` into this container under new ids; references among
+    /// them, also across sources, land on the copies. `selections` (null, or one set a
+    /// source, each possibly null) limits what is taken; `copies` (may be null) receives
+    /// source object to copy. The sources are left as they were.
+    void Merge(TLibVector<TRootContainer *> &sources, TLibSet<TRootObject *> **selections,
+               bool ascii, TLibMap<TRootObject *, TRootObject *> *copies);
+    /// Copies every source (key) into its target (value) in binary form, with references
+    /// among the sources landing on the copies.
+    static void CopyRootContainers(TLibMap<TRootContainer *, TRootContainer *> &targets);
+    /// A sum of the pointers that client streaming announces and a sum of the bytes of the
+    /// container's persistent form in `format`.
+    void Checksum(int &pointerSum, int &dataSum, int format);
+    /// Writes, per class, how many bytes the objects take in binary form and on what.
+    void TrackStats(const char *file);
+    /// Writes one "name=count" line per class of object held.
+    void DumpObjectCounts(const char *file);
+    /// The id map in force while this container is the source of a copy; null otherwise.
+    TLibMap<int, int> *GetIdMap() const { return m_IdMap; }
+
     /// Progress lines of multi-loads and multi-saves.
     static void (*ReportCallback)(const char *format, ...);
     /// Called once per object when reading headers, reading data and writing data.
     static void (*TickCallback)();
+    /// Called by client pointer-streaming code with each pointer it writes or reads.
     static void (*WritePtrCallback)(TRootObject *);
     static void (*ReadPtrCallback)(TRootObject *);
     /// Above 0 while a store deletes all its objects.
@@ -125,6 +148,7 @@ protected:
 
 private:
     struct TChain;
+    class TCopyMappings;
     static TError DoMultiLoadSave(TLibVector<TRootContainer *> &containers,
                                   TLibVector<TString> &files, bool save, int format, bool merge);
     static TError DoMultiStages(TLibVector<TRootContainer *> &containers,

@@ -105,6 +105,20 @@ void StreamText(TIOAdapter &adapter, TRootContainer::TString &value, const char 
                          : TRootContainer::TString(text.data(), static_cast<unsigned>(text.size()));
 }
 
+/// Saves a container's walk and restores it on leaving the scope.
+class TCursorGuard {
+public:
+    explicit TCursorGuard(TRootContainer &container) : m_Container(container) {
+        m_Container.PushCursor();
+    }
+    ~TCursorGuard() { m_Container.PopCursor(); }
+    TCursorGuard(const TCursorGuard &) = delete;
+    TCursorGuard &operator=(const TCursorGuard &) = delete;
+
+private:
+    TRootContainer &m_Container;
+};
+
 } // namespace
 
 /// One file's chain: the disk file, the filter of the form, and the adapter over them.
@@ -282,6 +296,8 @@ void TRootContainer::GetObjectsOfClass(const TString &name, bool includeDerived,
         TRuntimeClass::GetRuntimeClass(static_cast<unsigned long>(StrToID(name.GetData())));
     if (cls == nullptr)
         return;
+    // The caller's walk is saved around this one (and restored if a push_back throws).
+    TCursorGuard guard(*this);
     for (ResetCursor(); GetCursor() != nullptr; NextCursor()) {
         TRuntimeClass *own = GetCursor()->GetRuntimeClass();
         if (own == cls || (includeDerived && own->IsSubclass(cls)))
@@ -291,6 +307,7 @@ void TRootContainer::GetObjectsOfClass(const TString &name, bool includeDerived,
 
 void TRootContainer::GetObjectsOfClass(TRuntimeClass *cls, TLibVector<TRootObject *> &out) {
     out.clear();
+    TCursorGuard guard(*this);
     for (ResetCursor(); GetCursor() != nullptr; NextCursor()) {
         if (GetCursor()->GetRuntimeClass()->IsSubclass(cls))
             out.push_back(GetCursor());
@@ -304,6 +321,7 @@ void TRootContainer::GetObjectsOfClasses(TLibVector<TString> &names, bool includ
     for (const TString &name : names)
         classes.push_back(
             TRuntimeClass::GetRuntimeClass(static_cast<unsigned long>(StrToID(name.GetData()))));
+    TCursorGuard guard(*this);
     for (ResetCursor(); GetCursor() != nullptr; NextCursor()) {
         TRuntimeClass *own = GetCursor()->GetRuntimeClass();
         for (TRuntimeClass *cls : classes) {

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "Detail/CopyBuffer.h"
 #include "General/Config/IniFile.h"
 #include "General/Containers/RootContainer.h"
 #include "General/Containers/RootContainerBank.h"
@@ -16,6 +17,14 @@
 namespace {
 
 constexpr uint32_t kNoContainer = 0xFFFFFFFFu;
+
+/// The id a reference writes: the object's own, or, while its container is the source of a
+/// copy, the id of the object's copy (-1 for an object that gets none).
+int32_t StreamedID(TRootContainer *container, int32_t id) {
+    if (container == nullptr || container->GetIdMap() == nullptr)
+        return id;
+    return container->ObjectToID(container->GetObject(id));
+}
 
 TRootContainer *FindContainer(uint32_t id) {
     TRootContainerBank *bank = TRootContainerBank::Bank;
@@ -43,7 +52,7 @@ TRootObject *TRootObjectPtrBase::Get() const {
 TError TRootObjectRefBase::WriteBinary(TFileObj &file) {
     const uint32_t words[2] = {m_Container != nullptr ? m_Container->GetContainerID()
                                                       : kNoContainer,
-                               static_cast<uint32_t>(m_ID)};
+                               static_cast<uint32_t>(StreamedID(m_Container, m_ID))};
     unsigned char bytes[8];
     for (int w = 0; w < 2; ++w) {
         for (int i = 0; i < 4; ++i)
@@ -73,7 +82,7 @@ TError TRootObjectRefBase::WriteAscii(TAsciiOutFilter &filter, const char *key) 
     TIniFile::WriteNextIniString(
         "ContainerID", m_Container != nullptr ? m_Container->GetIdentifier().GetData() : "NULL",
         filter);
-    TIniFile::WriteNextIniInt(key, m_ID, filter);
+    TIniFile::WriteNextIniInt(key, StreamedID(m_Container, m_ID), filter);
     return filter.IsBad() != 0 ? TError(TError::kFailure) : TError(TError::kSuccess);
 }
 
@@ -96,8 +105,8 @@ TRootObject *TRootObject::MakeCopy(TRootObject *source) {
     TRootObject *copy = source->GetRuntimeClass()->CreateObject();
     if (copy == nullptr)
         return nullptr;
-    static TManagedFileBuf *buffer = new TManagedFileBuf; // shared, kept for the process
-    if (buffer == nullptr || !buffer->Open(4, 8192))
+    TManagedFileBuf *buffer = &vlib::detail::SharedCopyBuffer();
+    if (!buffer->Open(4, 8192))
         return copy;
     (void)source->WriteBinary(*buffer);
     if (buffer->GetPos() != 0) {

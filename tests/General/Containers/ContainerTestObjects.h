@@ -3,6 +3,7 @@
 #pragma once
 
 #include "General/Containers/RootContainer.h"
+#include "General/Containers/RootContainerBank.h"
 #include "General/Containers/RootObjectRef.h"
 #include "General/Core/RuntimeClass.h"
 #include "General/Streams/FileObj.h"
@@ -97,6 +98,54 @@ public:
         return result;
     }
     TError WriteAscii(TAsciiOutFilter &filter) override { return Link.WriteAscii(filter, "Link"); }
+};
+
+/// Client pointer streaming: a plain pointer written as its container's id and the id the
+/// container gives the object, announced to the pointer hooks and resolved again on read.
+class TTestPtrItem : public TRootObject {
+    VLIB_DECLARE_RUNTIME_CLASS(TTestPtrItem)
+public:
+    TRootObject *Target = nullptr; // not owned
+    int Value = 0;
+
+    TError ReadBinary(TFileObj &file) override {
+        TIOAdapter adapter(&file, false);
+        return Stream(adapter);
+    }
+    TError WriteBinary(TFileObj &file) override {
+        TIOAdapter adapter(&file, true);
+        return Stream(adapter);
+    }
+    TError ReadAscii(TAsciiInFilter &filter) override {
+        TIOAdapter adapter(&filter);
+        return Stream(adapter);
+    }
+    TError WriteAscii(TAsciiOutFilter &filter) override {
+        TIOAdapter adapter(&filter);
+        return Stream(adapter);
+    }
+
+private:
+    TError Stream(TIOAdapter &adapter) {
+        unsigned long container = TRootContainerBank::ObjectToContainerID(Target);
+        int id = Target != nullptr && Target->GetContainer() != nullptr
+                     ? Target->GetContainer()->ObjectToID(Target)
+                     : -1;
+        if (adapter.GetWriting() && TRootContainer::WritePtrCallback != nullptr)
+            TRootContainer::WritePtrCallback(Target);
+        adapter.StreamLong(container, "Container");
+        adapter.StreamInt(id, "Target");
+        adapter.StreamInt(Value, "Value");
+        if (!adapter.GetWriting()) {
+            TRootContainer *owner = container == 0xFFFFFFFFul || TRootContainerBank::Bank == nullptr
+                                        ? nullptr
+                                        : TRootContainerBank::Bank->GetContainer(container);
+            Target = owner != nullptr ? owner->IDToObject(id) : nullptr;
+            if (TRootContainer::ReadPtrCallback != nullptr)
+                TRootContainer::ReadPtrCallback(Target);
+        }
+        return adapter.IsBad() ? TError(TError::kFailure) : TError(TError::kSuccess);
+    }
 };
 
 /// Makes a TTestItem with these values; the caller adds it to a container.

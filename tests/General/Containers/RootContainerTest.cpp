@@ -15,6 +15,8 @@
 #include "General/Containers/RootContainerBank.h"
 #include "General/Containers/RootHash.h"
 #include "General/Containers/RootMap.h"
+#include "General/Streams/ChecksumFilter.h"
+#include "General/Streams/IOAdapter.h"
 #include "Support/FileFaults.h"
 #include "Support/TempDir.h"
 
@@ -510,6 +512,346 @@ TEST_F(RootContainer, ClassQueriesFilterInCursorOrder) {
     store.GetAllOfClass("TTestLateItem", out);
     EXPECT_EQ(out.size(), 4u);
     EXPECT_TRUE(store.ContainsObject(store.GetObject(1)));
+}
+
+// Merge, copy and checks ------------------------------------------------------------------
+
+using vlib::test::TTestLinkItem;
+using vlib::test::TTestPtrItem;
+
+TTestLinkItem *MakeLink(TRootObject *to) {
+    auto *link = new TTestLinkItem;
+    link->Link.Set(to);
+    return link;
+}
+
+TTestPtrItem *MakePtr(TRootObject *to, int value) {
+    auto *item = new TTestPtrItem;
+    item->Target = to;
+    item->Value = value;
+    return item;
+}
+
+/// An object that writes nothing and counts the reads it is asked for.
+class TSilentItem : public TRootObject {
+public:
+    int Reads = 0;
+    TError ReadBinary(TFileObj &) override { return ++Reads, TError(TError::kSuccess); }
+    TError WriteBinary(TFileObj &) override { return TError::kSuccess; }
+    TError ReadAscii(TAsciiInFilter &) override { return ++Reads, TError(TError::kSuccess); }
+    TError WriteAscii(TAsciiOutFilter &) override { return TError::kSuccess; }
+};
+
+TEST_F(RootContainer, CopyObjectOverwritesTheTargetInBothForms) {
+    for (bool ascii : {false, true}) {
+        SCOPED_TRACE(ascii);
+        for (int round = 0; round < 2; ++round) { // the shared buffer serves again
+            TTestItem source, target;
+            source.Value = 12 + round;
+            source.Name = "name with = sign";
+            source.Other = 4;
+            target.Value = -1;
+            target.Name = "old";
+            TRootContainer::CopyObject(&source, &target, ascii);
+            EXPECT_EQ(target.Value, source.Value);
+            EXPECT_STREQ(target.Name.GetData(), source.Name.GetData());
+            EXPECT_EQ(target.Other, 4);
+        }
+        TSilentItem silentSource, silentTarget;
+        TRootContainer::CopyObject(&silentSource, &silentTarget, ascii);
+        EXPECT_EQ(silentTarget.Reads, 0);
+    }
+}
+
+/// Two registered sources whose objects refer to each other, forward and across sources,
+/// and to an object of a third container that takes no part in the copy.
+struct TLinkedSources {
+    TScopedStore<TRootMap> A{"SourceA"}, B{"SourceB"}, Outside{"Outside"};
+    TTestItem *A0, *B0, *OutsideItem;
+    TTestLinkItem *A1, *A2;
+    TTestPtrItem *B1;
+
+    TLinkedSources() {
+        A.RegisterMe();
+        B.RegisterMe();
+        Outside.RegisterMe();
+        OutsideItem = MakeItem(99, "outside");
+        Outside.AddObject(OutsideItem);
+        A0 = MakeItem(1, "a0");
+        A.AddObject(A0);
+        B0 = MakeItem(2, "b0");
+        B.AddObject(B0);
+        A1 = MakeLink(B0); // into the later source
+        A.AddObject(A1);
+        A2 = MakeLink(OutsideItem);
+        A.AddObject(A2);
+        B1 = MakePtr(A0, 5);
+        B.AddObject(B1);
+    }
+    /// The sources hold what they held before the copy, and are free of mappings.
+    void ExpectUnchanged() {
+        EXPECT_EQ(A.Size(), 3);
+        EXPECT_EQ(B.Size(), 2);
+        EXPECT_EQ(A1->Link.Get(), B0);
+        EXPECT_EQ(A2->Link.Get(), OutsideItem);
+        EXPECT_EQ(B1->Target, A0);
+        EXPECT_EQ(A0->Value, 1);
+        for (TRootContainer *source : std::initializer_list<TRootContainer *>{&A, &B}) {
+            EXPECT_EQ(source->GetIdMap(), nullptr);
+            EXPECT_EQ(TRootContainerBank::Bank->GetContainer(source->GetContainerID()), source);
+        }
+    }
+};
+
+TEST_F(RootContainer, MergeCopiesWithReferencesLandingOnCopies) {
+    for (bool ascii : {false, true}) {
+        SCOPED_TRACE(ascii);
+        TLinkedSources s;
+        TScopedStore<TRootHash> target("MergeTarget");
+        target.RegisterMe();
+        target.AddObject(MakeItem(0, "already there"));
+        TLibVector<TRootContainer *> sources{&s.A, &s.B};
+        TLibMap<TRootObject *, TRootObject *> copies;
+        target.Merge(sources, nullptr, ascii, &copies);
+
+        ASSERT_EQ(copies.size(), 5u);
+        EXPECT_EQ(target.Size(), 6);
+        TLibSet<int> ids;
+        for (auto &[original, copy] : copies) {
+            EXPECT_EQ(copy->GetContainer(), &target);
+            EXPECT_EQ(copy->GetRuntimeClass(), original->GetRuntimeClass());
+            ids.insert(copy->GetID());
+        }
+        EXPECT_EQ(ids.size(), 5u); // A0 and B0 share id 0 in their sources
+        EXPECT_EQ(ids.count(0), 0u);
+        auto *a0 = static_cast<TTestItem *>(copies[s.A0]);
+        EXPECT_EQ(a0->Value, 1);
+        EXPECT_STREQ(a0->Name.GetData(), "a0");
+        EXPECT_EQ(static_cast<TTestLinkItem *>(copies[s.A1])->Link.Get(), copies[s.B0]);
+        EXPECT_EQ(static_cast<TTestLinkItem *>(copies[s.A2])->Link.Get(), s.OutsideItem);
+        EXPECT_EQ(static_cast<TTestPtrItem *>(copies[s.B1])->Target, copies[s.A0]);
+        EXPECT_EQ(static_cast<TTestPtrItem *>(copies[s.B1])->Value, 5);
+        EXPECT_EQ(a0->AfterLoadCalls, 0);
+        s.ExpectUnchanged();
+    }
+}
+
+TEST_F(RootContainer, MergeTakesOnlySelectedObjects) {
+    struct Case {
+        const char *name;
+        bool select;  // selections given at all
+        bool selectA; // a set for source A (else null: all of A)
+        bool a0InSet; // A0 is in A's set
+        bool a1InSet; // A1 (which links to B0) is in A's set
+        size_t copied;
+    };
+    constexpr Case kCases[] = {
+        {"no selections", false, false, false, false, 5},
+        {"null set takes all", true, false, false, false, 5},
+        {"empty set takes none", true, true, false, false, 2},
+        {"one object", true, true, false, true, 3},
+    };
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.name);
+        TLinkedSources s;
+        TScopedStore<TRootMap> target("SelectTarget");
+        target.RegisterMe();
+        TLibSet<TRootObject *> setA;
+        if (c.a0InSet)
+            setA.insert(s.A0);
+        if (c.a1InSet)
+            setA.insert(s.A1);
+        TLibSet<TRootObject *> *selections[2] = {c.selectA ? &setA : nullptr, nullptr};
+        TLibVector<TRootContainer *> sources{&s.A, &s.B};
+        TLibMap<TRootObject *, TRootObject *> copies;
+        target.Merge(sources, c.select ? selections : nullptr, false, &copies);
+        EXPECT_EQ(copies.size(), c.copied);
+        EXPECT_EQ(static_cast<size_t>(target.Size()), c.copied);
+        const bool a0Taken = !c.selectA || c.a0InSet;
+        if (copies.count(s.B1) != 0) {
+            // A pointer to an object left out reads back as null.
+            TRootObject *expected = a0Taken ? copies[s.A0] : nullptr;
+            EXPECT_EQ(static_cast<TTestPtrItem *>(copies[s.B1])->Target, expected);
+        }
+        s.ExpectUnchanged();
+    }
+}
+
+TEST_F(RootContainer, MergeLinkToObjectLeftOutBecomesNull) {
+    TLinkedSources s;
+    TScopedStore<TRootMap> target("LeftOut");
+    target.RegisterMe();
+    TLibSet<TRootObject *> onlyLinks{s.A1}, none;
+    TLibSet<TRootObject *> *selections[2] = {&onlyLinks, &none};
+    TLibVector<TRootContainer *> sources{&s.A, &s.B};
+    TLibMap<TRootObject *, TRootObject *> copies;
+    target.Merge(sources, selections, false, &copies);
+    ASSERT_EQ(copies.size(), 1u);
+    EXPECT_EQ(static_cast<TTestLinkItem *>(copies[s.A1])->Link.Get(), nullptr);
+}
+
+TEST_F(RootContainer, CopyRootContainersPairsSourcesWithTargets) {
+    TLinkedSources s;
+    TScopedStore<TRootMap> copyA("CopyA"), copyB("CopyB");
+    copyA.RegisterMe();
+    copyB.RegisterMe();
+    copyB.AddObject(MakeItem(7, "kept"));
+    TLibMap<TRootContainer *, TRootContainer *> targets{{&s.A, &copyA}, {&s.B, &copyB}};
+    s.A.ResetCursor();
+    s.A.NextCursor();
+    TRootContainer::CopyRootContainers(targets);
+    EXPECT_EQ(s.A.GetCursor(), s.A1); // the walk went by class, not by cursor
+    s.ExpectUnchanged();
+
+    ASSERT_EQ(copyA.Size(), 3);
+    ASSERT_EQ(copyB.Size(), 3);
+    auto find = [](TRootContainer &in, int value) -> TRootObject * {
+        for (in.ResetCursor(); in.GetCursor() != nullptr; in.NextCursor()) {
+            auto *item = dynamic_cast<TTestItem *>(in.GetCursor());
+            if (item != nullptr && item->Value == value)
+                return item;
+        }
+        return nullptr;
+    };
+    TRootObject *a0 = find(copyA, 1), *b0 = find(copyB, 2);
+    ASSERT_NE(a0, nullptr);
+    ASSERT_NE(b0, nullptr);
+    EXPECT_NE(b0->GetID(), 0); // a new id next to the object already there
+    TTestLinkItem *a1 = nullptr, *a2 = nullptr;
+    for (copyA.ResetCursor(); copyA.GetCursor() != nullptr; copyA.NextCursor()) {
+        if (auto *link = dynamic_cast<TTestLinkItem *>(copyA.GetCursor()))
+            (a1 == nullptr ? a1 : a2) = link;
+    }
+    ASSERT_NE(a2, nullptr);
+    EXPECT_EQ(a1->Link.Get(), b0);
+    EXPECT_EQ(a2->Link.Get(), s.OutsideItem);
+    TTestPtrItem *b1 = nullptr;
+    for (copyB.ResetCursor(); copyB.GetCursor() != nullptr; copyB.NextCursor()) {
+        if (auto *ptr = dynamic_cast<TTestPtrItem *>(copyB.GetCursor()))
+            b1 = ptr;
+    }
+    ASSERT_NE(b1, nullptr);
+    EXPECT_EQ(b1->Target, a0);
+}
+
+TEST_F(RootContainer, MergeLeaksNothingWhenAllocationsFail) {
+    TLinkedSources s;
+    TLibVector<TRootContainer *> sources{&s.A, &s.B};
+    {
+        TScopedStore<TRootMap> warmUp("WarmUp");
+        warmUp.Merge(sources, nullptr, true, nullptr);
+    }
+    long leaked = 0;
+    const int attempts = CountAttempts(
+        [&] {
+            TLibMap<TRootObject *, TRootObject *> copies;
+            TScopedStore<TRootMap> target("Faulty");
+            target.Merge(sources, nullptr, true, &copies);
+            const bool complete = target.Size() == 5 && copies.size() == 5;
+            s.ExpectUnchanged();
+            return complete;
+        },
+        leaked);
+    EXPECT_GT(attempts, 1);
+    EXPECT_EQ(leaked, 0);
+}
+
+/// A container of items, links and pointers between them.
+void FillLinked(TRootContainer &store) {
+    Fill(store);
+    store.AddObject(MakePtr(store.GetObject(1), 3));
+    store.AddObject(MakePtr(nullptr, 4));
+    store.AddObject(MakeLink(store.GetObject(0)));
+}
+
+TEST_F(RootContainer, ChecksumsFollowContentInEveryForm) {
+    constexpr int kFormats[] = {0, 1, 2};
+    for (int format : kFormats) {
+        SCOPED_TRACE(format);
+        TScopedStore<TRootMap> store("Sums");
+        store.RegisterMe();
+        FillLinked(store);
+        int pointers = 0, data = 0, pointersAgain = 0, dataAgain = 0;
+        store.Checksum(pointers, data, format);
+        store.Checksum(pointersAgain, dataAgain, format);
+        EXPECT_EQ(pointers, pointersAgain);
+        EXPECT_EQ(data, dataAgain);
+        EXPECT_NE(pointers, 0);
+
+        // Saved and loaded elsewhere, the same graph sums the same.
+        const std::string path = Path("sums");
+        ASSERT_TRUE(store.Save(path.c_str(), format, false));
+        store.DeRegisterMe();
+        TScopedStore<TRootMap> loaded("");
+        ASSERT_TRUE(loaded.Load(path.c_str(), format, false));
+        int loadedPointers = 0, loadedData = 0;
+        loaded.Checksum(loadedPointers, loadedData, format);
+        EXPECT_EQ(loadedPointers, pointers);
+        EXPECT_EQ(loadedData, data);
+
+        // One field changes the data sum; a pointer to another object the pointer sum.
+        static_cast<TTestItem *>(loaded.GetObject(0))->Value += 1;
+        loaded.Checksum(loadedPointers, loadedData, format);
+        EXPECT_NE(loadedData, data);
+        EXPECT_EQ(loadedPointers, pointers);
+        static_cast<TTestPtrItem *>(loaded.GetObject(3))->Target = loaded.GetObject(2);
+        loaded.Checksum(loadedPointers, loadedData, format);
+        EXPECT_NE(loadedPointers, pointers);
+    }
+}
+
+void MarkerHook(TRootObject *) {}
+
+TEST_F(RootContainer, ChecksumWithoutPointersOrFormatAndHookRestored) {
+    TScopedStore<TRootMap> store("Plain");
+    Fill(store);
+    TRootContainer::WritePtrCallback = MarkerHook;
+    int pointers = -1, data = 0;
+    store.Checksum(pointers, data, 0);
+    EXPECT_EQ(pointers, 0); // no client pointer streaming
+    EXPECT_NE(data, 0);
+    EXPECT_EQ(TRootContainer::WritePtrCallback, MarkerHook);
+
+    TChecksumFilter empty;
+    empty.Open();
+    store.AddObject(MakePtr(store.GetObject(0), 1));
+    store.Checksum(pointers, data, 3);
+    EXPECT_EQ(pointers, 0);
+    EXPECT_EQ(static_cast<uint32_t>(data), empty.GetChecksum());
+    EXPECT_EQ(TRootContainer::WritePtrCallback, MarkerHook);
+    TRootContainer::WritePtrCallback = nullptr;
+}
+
+TEST_F(RootContainer, ReportsCountBytesAndObjectsPerClass) {
+    TScopedStore<TRootMap> store("Report");
+    store.AddObject(MakeItem(1, "ab"));
+    store.AddObject(MakeItem(2, ""));
+    auto *late = new TTestLateItem;
+    late->Name = "late";
+    store.AddObject(late);
+    const std::string stats = Path("stats"), counts = Path("counts");
+    store.TrackStats(stats.c_str());
+    EXPECT_EQ(TRootTrack::GlobalTrack, nullptr);
+    // Each item writes 4 bytes of value, 4 of other, and 4 plus its name's of name.
+    EXPECT_EQ(ReadAll(stats), "TTestItem, 2, 26\n"
+                              "TTestLateItem, 1, 16\n"
+                              "\n"
+                              "TTestItem::Name, 10\n"
+                              "TTestItem::Other, 8\n"
+                              "TTestItem::Value, 8\n"
+                              "TTestLateItem::Name, 8\n"
+                              "TTestLateItem::Other, 4\n"
+                              "TTestLateItem::Value, 4\n");
+    store.DumpObjectCounts(counts.c_str());
+    EXPECT_EQ(ReadAll(counts), "TTestItem=2\nTTestLateItem=1\n");
+
+    TScopedStore<TRootMap> empty("Empty");
+    empty.DumpObjectCounts(counts.c_str());
+    EXPECT_EQ(ReadAll(counts), "");
+    empty.TrackStats(stats.c_str());
+    EXPECT_EQ(ReadAll(stats), "\n");
+    store.DumpObjectCounts(Path("missing/dir/counts").c_str()); // cannot open: nothing
+    store.TrackStats(Path("missing/dir/stats").c_str());
 }
 
 } // namespace
