@@ -12,12 +12,11 @@
 #include "General/Streams/AsciiFilter.h"
 #include "General/Streams/FileBuf.h"
 
+#include "FuzzCheck.h"
+
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using vlib::fuzz::Check;
 
 /// Hides the file beneath from the text filter's direct buffer reads.
 class TPassThrough : public TFilter {

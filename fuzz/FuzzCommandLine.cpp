@@ -9,14 +9,9 @@
 #include "General/Config/CommandLine.h"
 #include "General/Config/ConfigInfo.h"
 
-namespace {
+#include "FuzzCheck.h"
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
-
-} // namespace
+using vlib::fuzz::Check;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     // The parser reads C text: everything behind a zero byte is not part of it.

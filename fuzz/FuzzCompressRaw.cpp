@@ -8,12 +8,11 @@
 
 #include "General/Streams/CompressRaw.h"
 
+#include "FuzzCheck.h"
+
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using vlib::fuzz::Check;
 
 constexpr int kOutputCap = 1 << 20;
 

@@ -7,12 +7,11 @@
 #include "General/Streams/DeflateFilter.h"
 #include "General/Streams/FileBuf.h"
 
+#include "FuzzCheck.h"
+
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using vlib::fuzz::Check;
 
 constexpr long long kOutputCap = 64ll << 20;
 

@@ -7,14 +7,9 @@
 #include "General/Config/IniFile.h"
 #include "General/Streams/FileBuf.h"
 
-namespace {
+#include "FuzzCheck.h"
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
-
-} // namespace
+using vlib::fuzz::Check;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     TFixedFileBuf input;

@@ -8,12 +8,11 @@
 #include "General/Config/IniFile.h"
 #include "General/Streams/FileBuf.h"
 
+#include "FuzzCheck.h"
+
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using vlib::fuzz::Check;
 
 /// A read-only memory file over the input.
 class TInput {

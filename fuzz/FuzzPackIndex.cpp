@@ -10,12 +10,11 @@
 
 #include "General/Resources/BankStore.h"
 
+#include "FuzzCheck.h"
+
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using vlib::fuzz::Check;
 
 class TReadAll : public TBankFileVisitor_I {
 public:
@@ -31,8 +30,7 @@ public:
         if (file == nullptr)
             return true; // an empty record has no window
         std::vector<unsigned char> bytes(size + 1);
-        Check(file->Read(bytes.data(), static_cast<int>(bytes.size())) ==
-              static_cast<int>(size));
+        Check(file->Read(bytes.data(), static_cast<int>(bytes.size())) == static_cast<int>(size));
         store.CloseFile(file);
         return true;
     }

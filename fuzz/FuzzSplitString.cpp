@@ -9,12 +9,11 @@
 
 #include "General/Text/SplitString.h"
 
+#include "FuzzCheck.h"
+
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using vlib::fuzz::Check;
 
 void FuzzPlain(char delimiter, const uint8_t *line, size_t size) {
     auto split = std::make_unique<TSplitString>(delimiter);

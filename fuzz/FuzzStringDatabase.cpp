@@ -9,12 +9,11 @@
 #include "General/Text/StringDatabase.h"
 #include "General/Text/StringDict.h"
 
+#include "FuzzCheck.h"
+
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using vlib::fuzz::Check;
 
 void CheckDictSurvives(TStringDict &dict, bool text) {
     TManagedFileBuf file;

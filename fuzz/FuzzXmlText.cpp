@@ -10,12 +10,11 @@
 #include "General/Text/XMLFile.h"
 #include "General/Text/XMLParser.h"
 
+#include "FuzzCheck.h"
+
 namespace {
 
-void Check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
+using vlib::fuzz::Check;
 
 std::string Written(TManagedFileBuf &file) {
     return std::string(reinterpret_cast<const char *>(file.GetBuffer()),
