@@ -7,21 +7,21 @@
 
 #include <sys/stat.h>
 
-#include "ContainerFuzzItems.h"
 #include "General/Containers/RootContainerBank.h"
 #include "General/Containers/RootHash.h"
 #include "General/Containers/RootMap.h"
+#include "Support/ContainerItems.h"
 
 namespace {
 
-using vlib::fuzz::TFuzzItem;
-using vlib::fuzz::TFuzzLateItem;
+using vlib::test::TTestItem;
+using vlib::test::TTestLateItem;
 constexpr int kSeeds = 24;
 
 /// A map that writes its late items last.
 class TSeedMap : public TRootMap {
 public:
-    void SetOrderLast() { OrderLast({TFuzzLateItem::GetRuntimeClassStatic()}); }
+    void SetOrderLast() { OrderLast({TTestLateItem::GetRuntimeClassStatic()}); }
 };
 
 /// Fills `store` with a number of objects and references that vary with `seed`.
@@ -29,7 +29,7 @@ void Fill(TRootContainer &store, int seed) {
     std::mt19937 rng{unsigned(seed)};
     const int count = seed % 8 == 0 ? 0 : 1 + seed * 3 % 40;
     for (int i = 0; i < count; ++i) {
-        TFuzzItem *item = (rng() % 4 == 0) ? new TFuzzLateItem : new TFuzzItem;
+        TTestItem *item = (rng() % 4 == 0) ? new TTestLateItem : new TTestItem;
         item->Value = static_cast<int>(rng() % 20001) - 10000;
         item->Weight = static_cast<float>(rng() % 1000) / 8.0f;
         item->Name = (i % 3 == 0) ? "" : (i % 3 == 1 ? "name" : "with spaces = and [brackets]");

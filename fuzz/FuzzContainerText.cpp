@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "ContainerFuzzItems.h"
+#include "ContainerFuzzDriver.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     vlib::fuzz::LoadContainer(data, size, 1);

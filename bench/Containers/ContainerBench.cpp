@@ -1,4 +1,4 @@
-// Saves and loads one object graph (small objects of a few classes: ints, floats, strings and
+// Saves and loads one object graph (small objects of two classes: ints, floats, strings and
 // references by id) in binary form with our containers, cereal's binary archive and
 // Boost.Serialization's binary archive, and in text form against cereal's JSON archive.
 // Reports time per run, file size and peak resident memory, and our time over each peer's.
@@ -23,6 +23,7 @@
 #include "General/Containers/RootHash.h"
 #include "General/Core/RuntimeClass.h"
 #include "General/Streams/IOAdapter.h"
+#include "Support/ContainerItems.h"
 #include "Support/RatioReporter.h"
 
 namespace {
@@ -50,53 +51,8 @@ template <class A> void serialize(A &archive, TPlain &p, unsigned) {
 
 namespace {
 
-/// Our object: an int, a float, a string and a reference to another object by id.
-class TBenchItem : public TRootObject {
-    VLIB_DECLARE_RUNTIME_CLASS(TBenchItem)
-public:
-    int Count = 0;
-    float Weight = 0;
-    TStringInt<TDynamicStringAllocationStrategy> Name;
-    int Other = -1;
-
-    TError ReadBinary(TFileObj &file) override {
-        TIOAdapter adapter(&file, false);
-        return Stream(adapter);
-    }
-    TError WriteBinary(TFileObj &file) override {
-        TIOAdapter adapter(&file, true);
-        return Stream(adapter);
-    }
-    TError ReadAscii(TAsciiInFilter &filter) override {
-        TIOAdapter adapter(&filter);
-        return Stream(adapter);
-    }
-    TError WriteAscii(TAsciiOutFilter &filter) override {
-        TIOAdapter adapter(&filter);
-        return Stream(adapter);
-    }
-
-private:
-    TError Stream(TIOAdapter &adapter) {
-        adapter.StreamInt(Count, "Count");
-        adapter.StreamFloat(Weight, "Weight");
-        adapter.StreamString(Name, "Name");
-        adapter.StreamInt(Other, "Other");
-        return adapter.IsBad() ? TError(TError::kFailure) : TError(TError::kSuccess);
-    }
-};
-
-/// A second and a third class, so that the file holds several.
-class TBenchPoint : public TBenchItem {
-    VLIB_DECLARE_RUNTIME_CLASS(TBenchPoint)
-};
-class TBenchLabel : public TBenchItem {
-    VLIB_DECLARE_RUNTIME_CLASS(TBenchLabel)
-};
-
-VLIB_IMPLEMENT_CREATABLE_CLASS(TBenchItem, TRootObject);
-VLIB_IMPLEMENT_CREATABLE_CLASS(TBenchPoint, TBenchItem);
-VLIB_IMPLEMENT_CREATABLE_CLASS(TBenchLabel, TBenchItem);
+using vlib::test::TTestItem;
+using vlib::test::TTestLateItem;
 
 std::vector<TPlain> MakePlain() {
     std::vector<TPlain> plain(kObjects);
@@ -117,10 +73,9 @@ const std::vector<TPlain> &Plain() {
 
 void FillOurs(TRootContainer &store) {
     for (const TPlain &p : Plain()) {
-        TBenchItem *item = p.Kind == 0   ? new TBenchItem
-                           : p.Kind == 1 ? static_cast<TBenchItem *>(new TBenchPoint)
-                                         : new TBenchLabel;
-        item->Count = p.Count;
+        // Our objects carry the kind as their class: the first kind one, the others another.
+        TTestItem *item = p.Kind == 0 ? new TTestItem : new TTestLateItem;
+        item->Value = p.Count;
         item->Weight = p.Weight;
         item->Name = p.Name.c_str();
         item->Other = p.Other;

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ContainerTestObjects.h"
 #include "General/Containers/RootMap.h"
 #include "General/Core/StrToID.h"
+#include "Support/ContainerItems.h"
 
 namespace {
 

@@ -11,12 +11,12 @@
 
 #include <gtest/gtest.h>
 
-#include "ContainerTestObjects.h"
 #include "General/Containers/RootContainerBank.h"
 #include "General/Containers/RootHash.h"
 #include "General/Containers/RootMap.h"
 #include "General/Streams/ChecksumFilter.h"
 #include "General/Streams/IOAdapter.h"
+#include "Support/ContainerItems.h"
 #include "Support/FileFaults.h"
 #include "Support/TempDir.h"
 
@@ -139,8 +139,10 @@ TEST_F(RootContainer, BinaryLayoutListsHeadersBeforePayloads) {
     EXPECT_EQ(word(26), 2u);      // section 2
     EXPECT_EQ(word(30), classID);
     EXPECT_EQ(word(34), 0u);
-    EXPECT_EQ(word(38), 5u); // payload: value, name, other
-    EXPECT_EQ(bytes.size(), 38u + 4 + 4 + 1 + 4);
+    EXPECT_EQ(word(38), 5u); // payload: value, weight, name, other
+    EXPECT_EQ(word(42), 0u);
+    EXPECT_EQ(word(46), 1u);
+    EXPECT_EQ(bytes.size(), 38u + 4 + 4 + 4 + 1 + 4);
 }
 
 TEST_F(RootContainer, EmptyAndAllSkippedContainersWriteNoRecords) {
@@ -832,16 +834,18 @@ TEST_F(RootContainer, ReportsCountBytesAndObjectsPerClass) {
     const std::string stats = Path("stats"), counts = Path("counts");
     store.TrackStats(stats.c_str());
     EXPECT_EQ(TRootTrack::GlobalTrack, nullptr);
-    // Each item writes 4 bytes of value, 4 of other, and 4 plus its name's of name.
-    EXPECT_EQ(ReadAll(stats), "TTestItem, 2, 26\n"
-                              "TTestLateItem, 1, 16\n"
+    // Each item writes 4 bytes each of value, weight and other, and 4 plus its name's of name.
+    EXPECT_EQ(ReadAll(stats), "TTestItem, 2, 34\n"
+                              "TTestLateItem, 1, 20\n"
                               "\n"
                               "TTestItem::Name, 10\n"
                               "TTestItem::Other, 8\n"
                               "TTestItem::Value, 8\n"
+                              "TTestItem::Weight, 8\n"
                               "TTestLateItem::Name, 8\n"
                               "TTestLateItem::Other, 4\n"
-                              "TTestLateItem::Value, 4\n");
+                              "TTestLateItem::Value, 4\n"
+                              "TTestLateItem::Weight, 4\n");
     store.DumpObjectCounts(counts.c_str());
     EXPECT_EQ(ReadAll(counts), "TTestItem=2\nTTestLateItem=1\n");
 

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ContainerTestObjects.h"
+#include "Support/ContainerItems.h"
 
 namespace {
 

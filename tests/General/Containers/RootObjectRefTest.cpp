@@ -6,11 +6,11 @@
 
 #include <gtest/gtest.h>
 
-#include "ContainerTestObjects.h"
 #include "General/Containers/RootContainerBank.h"
 #include "General/Containers/RootMap.h"
 #include "General/Streams/AsciiFilter.h"
 #include "General/Streams/FileBuf.h"
+#include "Support/ContainerItems.h"
 
 namespace {
 

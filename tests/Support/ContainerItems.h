@@ -1,6 +1,10 @@
-// Small persistent classes for the container tests: a value, a name and a reference to
-// another object by id, streamed the same way in binary and text.
+// Small persistent classes shared by the container tests, fuzz targets and benchmark: values,
+// a name, references by id, by persistent reference and by plain pointer, streamed the same
+// way in binary and text.
 #pragma once
+
+#include <cstdint>
+#include <cstring>
 
 #include "General/Containers/RootContainer.h"
 #include "General/Containers/RootContainerBank.h"
@@ -11,12 +15,13 @@
 
 namespace vlib::test {
 
-/// An object with an int, a string and the id of another object (-1 for none).
+/// An object with an int, a float, a string and the id of another object (-1 for none).
 class TTestItem : public TRootObject {
     VLIB_DECLARE_RUNTIME_CLASS(TTestItem)
 public:
     using TString = TStringInt<TDynamicStringAllocationStrategy>;
     int Value = 0;
+    float Weight = 0.0f;
     TString Name;
     int Other = -1;
     int AfterLoadCalls = 0;
@@ -28,12 +33,17 @@ public:
             return TError(static_cast<long>(ReadFailure));
         // By hand, so that a payload cut short is noticed.
         int length = 0;
-        if (!ReadWord(file, Value) || !ReadWord(file, length) || length < 0 || length > 4096)
+        uint32_t weight = 0;
+        if (!ReadWord(file, Value) || !ReadWord(file, weight) || !ReadWord(file, length) ||
+            length < 0 || length > kMaxName)
             return TError::kFailure;
-        char text[4097] = {};
+        char text[kMaxName + 1];
         if (file.Read(text, length) != length || !ReadWord(file, Other))
             return TError::kFailure;
-        Name = text;
+        text[length] = '\0';
+        std::memcpy(&Weight, &weight, sizeof Weight);
+        if (length != 0)
+            Name = text; // as the adapter does, an empty name on file keeps the old one
         return TError::kSuccess;
     }
     TError WriteBinary(TFileObj &file) override {
@@ -51,24 +61,29 @@ public:
     void InitialiseAfterLoad() override { ++AfterLoadCalls; }
 
 private:
-    static bool ReadWord(TFileObj &file, int &value) {
+    static constexpr int kMaxName = 4096;
+
+    template <class Word> static bool ReadWord(TFileObj &file, Word &value) {
         unsigned char b[4];
         if (file.Read(b, 4) != 4)
             return false;
-        value = static_cast<int>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<unsigned>(b[3]) << 24);
+        value =
+            static_cast<Word>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24);
         return true;
     }
     TError Stream(TIOAdapter &adapter) {
         if (!adapter.GetWriting() && ReadFailure != 0)
             return TError(static_cast<long>(ReadFailure));
         adapter.StreamInt(Value, "Value");
+        adapter.StreamFloat(Weight, "Weight");
         adapter.StreamString(Name, "Name");
         adapter.StreamInt(Other, "Other");
         return adapter.IsBad() ? TError(TError::kFailure) : TError(TError::kSuccess);
     }
 };
 
-/// A second class, derived from the first, for class filters and order-last lists.
+/// A second class, derived from the first, for class filters, order-last lists and files that
+/// hold several classes.
 class TTestLateItem : public TTestItem {
     VLIB_DECLARE_RUNTIME_CLASS(TTestLateItem)
 };
@@ -149,9 +164,10 @@ private:
 };
 
 /// Makes a TTestItem with these values; the caller adds it to a container.
-inline TTestItem *MakeItem(int value, const char *name, int other = -1) {
+inline TTestItem *MakeItem(int value, const char *name, int other = -1, float weight = 0.0f) {
     auto *item = new TTestItem;
     item->Value = value;
+    item->Weight = weight;
     item->Name = name;
     item->Other = other;
     return item;

@@ -1,7 +1,6 @@
-// The fuzz targets' persistent classes stream through the adapter in both forms; a binary
-// payload that ends early is an error of the object. The driver loads with merge, so that
-// the bank never keeps a container of an earlier input.
-#include "ContainerFuzzItems.h"
+// Loads fuzz input into both kinds of store. The driver loads with merge, so that the bank
+// never keeps a container of an earlier input.
+#include "ContainerFuzzDriver.h"
 
 #include <vector>
 
@@ -14,43 +13,6 @@
 #include "General/Streams/IOAdapter.h"
 
 namespace vlib::fuzz {
-
-VLIB_IMPLEMENT_CREATABLE_CLASS(TFuzzItem, TRootObject);
-VLIB_IMPLEMENT_CREATABLE_CLASS(TFuzzLateItem, TFuzzItem);
-
-namespace {
-
-TError Stream(TIOAdapter &adapter, TFuzzItem &item) {
-    if (!adapter.GetWriting() && adapter.GetBinaryFile() != nullptr && adapter.AtEOF())
-        return TError::kFailure;
-    adapter.StreamInt(item.Value, "Value");
-    adapter.StreamFloat(item.Weight, "Weight");
-    adapter.StreamString(item.Name, "Name");
-    adapter.StreamInt(item.Other, "Other");
-    return adapter.IsBad() ? TError(TError::kFailure) : TError(TError::kSuccess);
-}
-
-} // namespace
-
-TError TFuzzItem::ReadBinary(TFileObj &file) {
-    TIOAdapter adapter(&file, false);
-    return Stream(adapter, *this);
-}
-
-TError TFuzzItem::WriteBinary(TFileObj &file) {
-    TIOAdapter adapter(&file, true);
-    return Stream(adapter, *this);
-}
-
-TError TFuzzItem::ReadAscii(TAsciiInFilter &filter) {
-    TIOAdapter adapter(&filter);
-    return Stream(adapter, *this);
-}
-
-TError TFuzzItem::WriteAscii(TAsciiOutFilter &filter) {
-    TIOAdapter adapter(&filter);
-    return Stream(adapter, *this);
-}
 
 namespace {
 

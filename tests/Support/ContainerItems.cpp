@@ -1,5 +1,5 @@
-// Class records of the container tests' persistent classes.
-#include "ContainerTestObjects.h"
+// Class records of the shared container demo classes.
+#include "Support/ContainerItems.h"
 
 namespace vlib::test {
 
