@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <optional>
 
 #include "Detail/WriteBuffer.h"
 #include "General/Containers/RootContainerBank.h"
@@ -56,6 +57,38 @@ void StreamWord(TIOAdapter &adapter, int &value, const char *name) {
         static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24);
 }
 
+constexpr int kMaxRecordWords = 3;
+
+/// Writes a binary record of 32-bit words with one call to the file. Returns false, leaving
+/// the record unwritten, when the adapter is not binary or a tracker counts writes by field
+/// name; the caller then streams the fields one by one.
+bool WriteRecord(TIOAdapter &adapter, const uint32_t *words, int count) {
+    TFileObj *file = adapter.GetBinaryFile();
+    if (file == nullptr || TRootTrack::GlobalTrack != nullptr)
+        return false;
+    unsigned char bytes[kMaxRecordWords * 4];
+    for (int w = 0; w < count; ++w) {
+        for (int i = 0; i < 4; ++i)
+            bytes[w * 4 + i] = static_cast<unsigned char>(words[w] >> (8 * i));
+    }
+    (void)file->Write(bytes, count * 4); // a failed write shows in the Bad flag
+    return true;
+}
+
+/// Reads a binary record of 32-bit words with one call; a short read marks the adapter bad.
+void ReadRecord(TIOAdapter &adapter, uint32_t *words, int count) {
+    unsigned char bytes[kMaxRecordWords * 4];
+    if (adapter.GetBinaryFile()->Read(bytes, count * 4) != count * 4) {
+        adapter.SetBad();
+        return;
+    }
+    for (int w = 0; w < count; ++w) {
+        const unsigned char *b = bytes + w * 4;
+        words[w] = static_cast<uint32_t>(b[0]) | static_cast<uint32_t>(b[1]) << 8 |
+                   static_cast<uint32_t>(b[2]) << 16 | static_cast<uint32_t>(b[3]) << 24;
+    }
+}
+
 void StreamClassID(TIOAdapter &adapter, unsigned long &value, const char *name) {
     int word = static_cast<int>(static_cast<uint32_t>(value));
     StreamWord(adapter, word, name);
@@ -67,6 +100,9 @@ void StreamClassID(TIOAdapter &adapter, unsigned long &value, const char *name) 
 void WriteClassAndID(TIOAdapter &adapter, TRootObject *object, const char *classKey) {
     int id = object->GetID();
     TRuntimeClass *cls = object->GetRuntimeClass();
+    const uint32_t words[2] = {cls->GetID(), static_cast<uint32_t>(id)};
+    if (WriteRecord(adapter, words, 2))
+        return;
     if (adapter.GetTextOutput() != nullptr) {
         TRootContainer::TString name = cls->GetName();
         adapter.StreamString(name, "TypeName");
@@ -118,6 +154,70 @@ public:
 private:
     TRootContainer &m_Container;
 };
+
+/// The objects of a container being saved, gathered once in cursor order. A save walks the
+/// objects four times (validation, count, headers, payloads); a store's walk follows chains
+/// of entries, one dependent cache miss after another, while a list can be read ahead.
+struct TWriteOrder {
+    TRootContainer *Container = nullptr; // not owned
+    TLibVector<TRootObject *> Objects;
+};
+
+/// The save in progress on this thread, if it could gather its objects.
+thread_local TWriteOrder *t_WriteOrder = nullptr;
+
+/// Objects this far ahead in the list are fetched while the current one is written.
+constexpr size_t kLookAhead = 8;
+
+/// Gathers the container's objects for the length of one save; without memory for the list,
+/// the passes walk the store as usual.
+class TWriteOrderScope {
+public:
+    explicit TWriteOrderScope(TRootContainer &container) {
+        if (t_WriteOrder != nullptr)
+            return; // a save within a save keeps to the store's walk
+        try {
+            m_Order.Objects.reserve(static_cast<size_t>(std::max(container.Size(), 0)));
+            TCursorGuard guard(container);
+            for (container.ResetCursor(); container.GetCursor() != nullptr; container.NextCursor())
+                m_Order.Objects.push_back(container.GetCursor());
+        } catch (const std::bad_alloc &) {
+            return;
+        }
+        m_Order.Container = &container;
+        t_WriteOrder = &m_Order;
+    }
+    ~TWriteOrderScope() {
+        if (t_WriteOrder == &m_Order)
+            t_WriteOrder = nullptr;
+    }
+    TWriteOrderScope(const TWriteOrderScope &) = delete;
+    TWriteOrderScope &operator=(const TWriteOrderScope &) = delete;
+
+private:
+    TWriteOrder m_Order;
+};
+
+/// Calls `visit` on each object of `container` in cursor order until it returns false; from
+/// the gathered list during a save of this container, else by the store's walk (saved and
+/// restored around it).
+template <class F> void ForEachObject(TRootContainer &container, F visit) {
+    if (t_WriteOrder != nullptr && t_WriteOrder->Container == &container) {
+        const TLibVector<TRootObject *> &objects = t_WriteOrder->Objects;
+        for (size_t i = 0; i < objects.size(); ++i) {
+            if (i + kLookAhead < objects.size())
+                __builtin_prefetch(objects[i + kLookAhead]);
+            if (!visit(objects[i]))
+                return;
+        }
+        return;
+    }
+    TCursorGuard guard(container);
+    for (container.ResetCursor(); container.GetCursor() != nullptr; container.NextCursor()) {
+        if (!visit(container.GetCursor()))
+            return;
+    }
+}
 
 } // namespace
 
@@ -216,12 +316,10 @@ bool TRootContainer::SkipObject(TRootObject *) {
 
 bool TRootContainer::ValidateData() {
     bool valid = true;
-    PushCursor();
-    for (ResetCursor(); valid && GetCursor() != nullptr; NextCursor()) {
-        TRootObject *object = GetCursor();
+    ForEachObject(*this, [&](TRootObject *object) {
         valid = object->GetContainer() == this && object->GetID() >= 0;
-    }
-    PopCursor();
+        return valid;
+    });
     return valid;
 }
 
@@ -251,11 +349,15 @@ TRootObject *TRootContainer::AddNewObject(TRuntimeClass *cls, int id) {
         return nullptr;
     object->SetID(id);
     object->SetContainer(this);
+    // A store that grew by one took this object; otherwise look whether it did.
+    const int before = Size();
+    bool entered = false;
     try {
         InsertObject(object);
+        entered = Size() == before + 1 || GetObject(id) == object;
     } catch (const std::bad_alloc &) {
     }
-    if (GetObject(id) != object) {
+    if (!entered) {
         // No room for the entry: the object would belong to no one.
         ClearContainer(object);
         delete object;
@@ -378,6 +480,9 @@ TError TRootContainer::Stream(TIOAdapter &adapter, bool merge) {
 
 TError TRootContainer::DoStream(TIOAdapter &adapter, bool merge) {
     const bool writing = adapter.GetWriting();
+    std::optional<TWriteOrderScope> order;
+    if (writing)
+        order.emplace(*this);
     if (writing && !ValidateData())
         return TError::kFailure;
     int count = 0;
@@ -408,10 +513,10 @@ TError TRootContainer::StreamInit(TIOAdapter &adapter, bool &merge, int &count,
     target = this;
     if (adapter.GetWriting()) {
         count = 0;
-        PushCursor();
-        for (ResetCursor(); GetCursor() != nullptr; NextCursor())
-            count += SkipObject(GetCursor()) ? 0 : 1;
-        PopCursor();
+        ForEachObject(*this, [&](TRootObject *object) {
+            count += SkipObject(object) ? 0 : 1;
+            return true;
+        });
     }
     StreamWord(adapter, count, "NumElements");
     TString identifier = m_Identifier;
@@ -483,17 +588,19 @@ TError TRootContainer::ReadObjectHeaders(TIOAdapter &adapter, bool merge, int co
         int position = -1;
         int id = TRootObject::kNullID;
         TRuntimeClass *cls = nullptr;
-        StreamWord(adapter, position, "ObjectNum");
         if (text) {
+            StreamWord(adapter, position, "ObjectNum");
             TString name;
             adapter.StreamString(name, "TypeName");
             cls = TRuntimeClass::GetRuntimeClass(name);
+            StreamWord(adapter, id, "UniqueID");
         } else {
-            unsigned long classID = 0;
-            StreamClassID(adapter, classID, "TypeId");
-            cls = TRuntimeClass::GetRuntimeClass(classID);
+            uint32_t words[3] = {};
+            ReadRecord(adapter, words, 3);
+            position = static_cast<int32_t>(words[0]);
+            cls = TRuntimeClass::GetRuntimeClass(words[1]);
+            id = static_cast<int32_t>(words[2]);
         }
-        StreamWord(adapter, id, "UniqueID");
         if (position != i || adapter.IsBad() || cls == nullptr)
             return TError::kFailure;
         if (GetObject(id) != nullptr) {
@@ -511,22 +618,25 @@ TError TRootContainer::ReadObjectHeaders(TIOAdapter &adapter, bool merge, int co
 
 TError TRootContainer::WriteObjectHeaders(TIOAdapter &adapter) {
     int position = 0;
-    PushCursor();
-    for (ResetCursor(); GetCursor() != nullptr; NextCursor()) {
-        TRootObject *object = GetCursor();
+    bool good = true;
+    ForEachObject(*this, [&](TRootObject *object) {
         if (!SkipObject(object)) {
-            StreamWord(adapter, position, "ObjectNum");
-            ++position;
-            WriteClassAndID(adapter, object, "TypeId");
-            if (adapter.IsBad()) {
-                PopCursor();
-                return TError::kFailure;
+            const uint32_t words[3] = {static_cast<uint32_t>(position),
+                                       object->GetRuntimeClass()->GetID(),
+                                       static_cast<uint32_t>(object->GetID())};
+            if (!WriteRecord(adapter, words, 3)) {
+                StreamWord(adapter, position, "ObjectNum");
+                WriteClassAndID(adapter, object, "TypeId");
             }
+            ++position;
+            good = !adapter.IsBad();
+            if (!good)
+                return false;
         }
         EndTextLine(adapter);
-    }
-    PopCursor();
-    return TError::kSuccess;
+        return true;
+    });
+    return good ? TError::kSuccess : TError::kFailure;
 }
 
 TError TRootContainer::ReadObjectData(TIOAdapter &adapter, int count) {
@@ -537,11 +647,12 @@ TError TRootContainer::ReadObjectData(TIOAdapter &adapter, int count) {
         if (text) {
             TString name;
             adapter.StreamString(name, "TypeName");
+            StreamWord(adapter, id, "UniqueID");
         } else {
-            unsigned long classID = 0;
-            StreamClassID(adapter, classID, "TypeID");
+            uint32_t words[2] = {}; // the class is not used
+            ReadRecord(adapter, words, 2);
+            id = static_cast<int32_t>(words[1]);
         }
-        StreamWord(adapter, id, "UniqueID");
         TRootObject *object = adapter.IsBad() ? nullptr : GetObject(id);
         if (object == nullptr)
             return TError::kFailure;
@@ -570,20 +681,18 @@ bool TRootContainer::IsOrderLast(TRuntimeClass *cls) const {
 
 TError TRootContainer::WriteObjectData(TIOAdapter &adapter) {
     TError result = TError::kSuccess;
-    PushCursor();
-    for (ResetCursor(); result && GetCursor() != nullptr; NextCursor()) {
-        TRootObject *object = GetCursor();
+    ForEachObject(*this, [&](TRootObject *object) {
         if (!SkipObject(object) && !IsOrderLast(object->GetRuntimeClass()))
             result = WriteOneObjectData(adapter, object);
-    }
+        return static_cast<bool>(result);
+    });
     for (size_t i = 0; result && i < m_OrderLast.size(); ++i) {
-        for (ResetCursor(); result && GetCursor() != nullptr; NextCursor()) {
-            TRootObject *object = GetCursor();
+        ForEachObject(*this, [&](TRootObject *object) {
             if (!SkipObject(object) && object->GetRuntimeClass() == m_OrderLast[i])
                 result = WriteOneObjectData(adapter, object);
-        }
+            return static_cast<bool>(result);
+        });
     }
-    PopCursor();
     return result;
 }
 
