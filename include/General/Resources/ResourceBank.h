@@ -115,6 +115,6 @@ public:
 
 /// A resource and the bank that loads it, as queued for the asynchronous importer.
 struct TBankResourcePair {
-    TResourceBank_I *bank;  // not owned
-    TResource *resource;    // not owned
+    TResourceBank_I *bank; // not owned
+    TResource *resource;   // not owned
 };

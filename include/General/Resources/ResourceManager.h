@@ -47,9 +47,8 @@ public:
                                                const TString &ruleFile, bool rescan,
                                                const TString &listFile) = 0;
     /// Opens a writable bank with the caller's rules.
-    virtual TResourceBank_I *OpenBank(int kind, const TString &location,
-                                      TResourceRuleFile *rules, bool rescan,
-                                      const TString &listFile) = 0;
+    virtual TResourceBank_I *OpenBank(int kind, const TString &location, TResourceRuleFile *rules,
+                                      bool rescan, const TString &listFile) = 0;
     virtual TResourceBank_I *OpenBank(int kind, const TString &location, const TString &ruleFile,
                                       bool rescan, const TString &listFile) = 0;
     /// Opens a read-only bank with the caller's rules.
@@ -81,8 +80,8 @@ public:
     virtual bool IsResourceLoaded(unsigned long id) = 0;
     /// The resource of `id` (after the tag rules for `name`), loaded by the first bank that
     /// can supply it, or a substitute named by a "default" rule; null on failure.
-    virtual TResource *ImportResource(unsigned long id, unsigned long flags,
-                                      const char *typeName, const char *name) = 0;
+    virtual TResource *ImportResource(unsigned long id, unsigned long flags, const char *typeName,
+                                      const char *name) = 0;
     virtual TResource *ImportResource(const char *name, unsigned long flags) = 0;
     /// A window on the resource's data behind all headers; null on a directory store.
     virtual TFileObj *OpenResourceData(unsigned long id, unsigned long unused) = 0;

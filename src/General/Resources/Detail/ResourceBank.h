@@ -1,16 +1,19 @@
 // The library's resource banks and entries. An entry record is what parsing a file name with
 // the bank's rules produces and what the list file keeps; the bank turns records into entries,
 // chooses between source and compiled files, and runs the loads and exports of its entries.
+// The classes are exported only so that the tests can reach them; clients use the interfaces.
 #pragma once
 
 #include <cstdint>
 
 #include "General/Components/ParameterList.h"
 #include "General/Core/Error.h"
+#include "General/Core/Export.h"
 #include "General/Core/LibAllocator.h"
 #include "General/Core/LibContainers.h"
 #include "General/Core/StringInt.h"
 #include "General/Resources/BankStore.h"
+#include "General/Resources/CompiledResource.h"
 #include "General/Resources/ResourceBank.h"
 #include "General/Streams/FileTime.h"
 
@@ -44,7 +47,7 @@ struct TResourceBankEntryData {
 };
 
 /// One resource of a bank.
-class TResourceBankEntry : public TResourceBankEntry_I, public TBaseAllocator {
+class VLIB_API TResourceBankEntry : public TResourceBankEntry_I, public TBaseAllocator {
 public:
     explicit TResourceBankEntry(const TResourceBankEntryData &data) : m_Data(data) {}
     TResourceBankEntry(const TResourceBankEntry &) = delete;
@@ -88,16 +91,19 @@ public:
     /// The source path, the store that holds it (null: the main store) and the type in which
     /// it is read, following "convertfrom" to another entry.
     TString ResolveSource(TBankFileSystem_I **store, const TString **sourceType);
+    /// The header of the compiled file, as last read or written.
+    TCompiledResourceFileHeader &Header() { return m_Header; }
 
 private:
     TResourceBankEntryData m_Data;
     TResource *m_Resource = nullptr; // not owned: no reference is held through it
     bool m_Checked = false;
     bool m_OutOfDate = false;
+    TCompiledResourceFileHeader m_Header;
 };
 
 /// A bank over a main store and an optional second store for compiled files.
-class TResourceBank : public TResourceBank_I, public TBaseAllocator {
+class VLIB_API TResourceBank : public TResourceBank_I, public TBaseAllocator {
 public:
     /// Version of the list file; older ones are refused.
     static constexpr uint32_t kListVersion = 5;
@@ -149,8 +155,8 @@ public:
 
     /// Opens the store and reads the list file, or scans the store when asked to, when the
     /// list is unreadable (writable banks only) or, with `verify`, when it is stale.
-    bool Open(const TString &listFile, int kind, const TString &location, bool rescan,
-              bool verify, bool readOnly);
+    bool Open(const TString &listFile, int kind, const TString &location, bool rescan, bool verify,
+              bool readOnly);
     /// Creates a new, empty store.
     bool Create(const TString &listFile, int kind, const TString &location);
     /// Closes the stores and drops the entries; false when no store was open.
@@ -181,6 +187,10 @@ public:
     /// Makes an entry of a record, tied to `resource` if given; null on failure.
     TResourceBankEntry *InsertEntry(const TResourceBankEntryData &record, TResource *resource);
 
+    /// The file a load of the entry reads: compiled when the settings and the dependency check
+    /// allow, else the source. False when there is none.
+    bool ChooseFile(TResourceBankEntry *entry, TBankFileSystem_I *&store, uint32_t &hash,
+                    TString *path, bool &compiled);
     /// The list file's contents: read fails on any damage, leaving the bank without entries.
     bool ReadList(TFileObj *file);
     bool WriteList(TFileObj *file);
@@ -191,25 +201,28 @@ public:
     uint16_t InternParameters(const TParameterList &list);
     const TParameterList *GetParameterList(uint16_t index) const;
     TString MakePath(uint16_t directory, const TString &name) const;
+    /// Stores a compiled path in a record and tells both stores; empty clears it.
+    void SetCompiledName(TResourceBankEntryData &record, const TString &path);
 
 private:
     class TScanVisitor;
     class TTreeHashVisitor;
 
     bool ParseFileInner(const TString &name, TLibVector<TResourceBankEntryData> &records);
-    bool Scan(TBankFileSystem_I *store, bool secondStore);
+    bool Scan(TBankFileSystem_I *store, bool secondStore, uint32_t *treeHash);
+    static bool IsListed(const TResourceBankEntryData &data);
     void ScanRecord(TResourceBankEntryData &record, bool secondStore);
-    bool ChooseFile(TResourceBankEntry *entry, TBankFileSystem_I *&store, uint32_t &hash,
-                    TString *path, bool &compiled);
     void DropEntries();
     bool ReadListFile();
     bool CopyFile(TBankFileSystem_I *from, const TString &fromPath, TBankFileSystem_I *to,
                   const TString &toPath);
     void ClearAllChecked();
+    /// Reads the header of the entry's compiled file; false if it has none or it is bad.
+    bool ReadCompiledHeader(TResourceBankEntry *entry, TCompiledResourceFileHeader &header);
 
     TString m_ListFile;
-    TBankFileSystem_I *m_Store = nullptr;       // owned
-    TBankFileSystem_I *m_SecondStore = nullptr; // owned
+    TBankFileSystem_I *m_Store = nullptr;              // owned
+    TBankFileSystem_I *m_SecondStore = nullptr;        // owned
     TLibMap<uint32_t, TResourceBankEntry *> m_Entries; // owned
     uint32_t m_TreeHash = 0;
     TFileTime m_RuleTime;
@@ -222,4 +235,5 @@ private:
     bool m_ReadOnly = false;
     int m_Kind = 0;
     TString m_RuleFileNames;
+    bool m_ListRead = false; // scratch of ReadList
 };
