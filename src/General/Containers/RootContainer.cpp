@@ -167,7 +167,7 @@ struct TWriteOrder {
 thread_local TWriteOrder *t_WriteOrder = nullptr;
 
 /// Objects this far ahead in the list are fetched while the current one is written.
-constexpr size_t kLookAhead = 8;
+constexpr size_t kLookAhead = 16;
 
 /// Gathers the container's objects for the length of one save; without memory for the list,
 /// the passes walk the store as usual.

@@ -145,6 +145,29 @@ TEST_F(RootContainer, BinaryLayoutListsHeadersBeforePayloads) {
     EXPECT_EQ(bytes.size(), 38u + 4 + 4 + 4 + 1 + 4);
 }
 
+TEST_F(RootContainer, TrackedSavesWriteTheSameBytes) {
+    // A tracker that counts bytes by field name sees the container's own fields too, which
+    // takes the save off its record-at-a-time path; the file must not change with it.
+    for (int format : {0, 2}) {
+        SCOPED_TRACE(format);
+        TScopedStore<TRootHash> source("Tracked");
+        Fill(source);
+        source.OrderLast({TTestLateItem::GetRuntimeClassStatic()});
+        const std::string plain = Path("plain"), tracked = Path("tracked");
+        ASSERT_TRUE(source.Save(plain.c_str(), format, false));
+        TRootTrack track;
+        TRootTrack::GlobalTrack = &track;
+        const bool saved = static_cast<bool>(source.Save(tracked.c_str(), format, false));
+        TRootTrack::GlobalTrack = nullptr;
+        ASSERT_TRUE(saved);
+        EXPECT_EQ(ReadAll(plain), ReadAll(tracked));
+        const auto &entries = track.GetEntries();
+        EXPECT_EQ(entries.at("ObjectNum"), 3 * 4);
+        EXPECT_EQ(entries.at("TypeID"), 3 * 4);
+        EXPECT_EQ(entries.at("UniqueID"), 2 * 3 * 4);
+    }
+}
+
 TEST_F(RootContainer, EmptyAndAllSkippedContainersWriteNoRecords) {
     class TSkipAll : public TScopedStore<TRootMap> {
     public:
