@@ -78,7 +78,8 @@ bool WriteRecord(TIOAdapter &adapter, const uint32_t *words, int count) {
 /// Reads a binary record of 32-bit words with one call; a short read marks the adapter bad.
 void ReadRecord(TIOAdapter &adapter, uint32_t *words, int count) {
     unsigned char bytes[kMaxRecordWords * 4];
-    if (adapter.GetBinaryFile()->Read(bytes, count * 4) != count * 4) {
+    TFileObj *file = adapter.GetBinaryFile();
+    if (file == nullptr || file->Read(bytes, count * 4) != count * 4) {
         adapter.SetBad();
         return;
     }

@@ -431,6 +431,13 @@ TEST_F(RootContainer, UnknownFormatStreamsNothing) {
     const std::string path = Path("form");
     EXPECT_FALSE(source.Save(path.c_str(), 3, false));
     EXPECT_EQ(ReadAll(path), "");
+
+    // Stages driven by hand on an adapter that stands on nothing fail without reading.
+    TIOAdapter nothing(static_cast<TFileObj *>(nullptr), false);
+    TLibVector<int> ids;
+    EXPECT_FALSE(source.StreamHeaders(nothing, true, 2, ids));
+    EXPECT_FALSE(source.StreamData(nothing, true, 1));
+    EXPECT_TRUE(ids.empty());
 }
 
 TEST_F(RootContainer, FailingWritesFailTheSave) {
