@@ -15,8 +15,33 @@
 
 namespace vlib::test {
 
+/// A root object whose four stream operations run one routine through the adapter.
+class TAdapterStreamed : public TRootObject {
+public:
+    TError ReadBinary(TFileObj &file) override {
+        TIOAdapter adapter(&file, false);
+        return Stream(adapter);
+    }
+    TError WriteBinary(TFileObj &file) override {
+        TIOAdapter adapter(&file, true);
+        return Stream(adapter);
+    }
+    TError ReadAscii(TAsciiInFilter &filter) override {
+        TIOAdapter adapter(&filter);
+        return Stream(adapter);
+    }
+    TError WriteAscii(TAsciiOutFilter &filter) override {
+        TIOAdapter adapter(&filter);
+        return Stream(adapter);
+    }
+
+protected:
+    /// Reads or writes every field; the failure value when the adapter went bad.
+    virtual TError Stream(TIOAdapter &adapter) = 0;
+};
+
 /// An object with an int, a float, a string and the id of another object (-1 for none).
-class TTestItem : public TRootObject {
+class TTestItem : public TAdapterStreamed {
     VLIB_DECLARE_RUNTIME_CLASS(TTestItem)
 public:
     using TString = TStringInt<TDynamicStringAllocationStrategy>;
@@ -46,18 +71,6 @@ public:
             Name = text; // as the adapter does, an empty name on file keeps the old one
         return TError::kSuccess;
     }
-    TError WriteBinary(TFileObj &file) override {
-        TIOAdapter adapter(&file, true);
-        return Stream(adapter);
-    }
-    TError ReadAscii(TAsciiInFilter &filter) override {
-        TIOAdapter adapter(&filter);
-        return Stream(adapter);
-    }
-    TError WriteAscii(TAsciiOutFilter &filter) override {
-        TIOAdapter adapter(&filter);
-        return Stream(adapter);
-    }
     void InitialiseAfterLoad() override { ++AfterLoadCalls; }
 
 private:
@@ -71,7 +84,9 @@ private:
             static_cast<Word>(b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24);
         return true;
     }
-    TError Stream(TIOAdapter &adapter) {
+
+protected:
+    TError Stream(TIOAdapter &adapter) override {
         if (!adapter.GetWriting() && ReadFailure != 0)
             return TError(static_cast<long>(ReadFailure));
         adapter.StreamInt(Value, "Value");
@@ -117,31 +132,14 @@ public:
 
 /// Client pointer streaming: a plain pointer written as its container's id and the id the
 /// container gives the object, announced to the pointer hooks and resolved again on read.
-class TTestPtrItem : public TRootObject {
+class TTestPtrItem : public TAdapterStreamed {
     VLIB_DECLARE_RUNTIME_CLASS(TTestPtrItem)
 public:
     TRootObject *Target = nullptr; // not owned
     int Value = 0;
 
-    TError ReadBinary(TFileObj &file) override {
-        TIOAdapter adapter(&file, false);
-        return Stream(adapter);
-    }
-    TError WriteBinary(TFileObj &file) override {
-        TIOAdapter adapter(&file, true);
-        return Stream(adapter);
-    }
-    TError ReadAscii(TAsciiInFilter &filter) override {
-        TIOAdapter adapter(&filter);
-        return Stream(adapter);
-    }
-    TError WriteAscii(TAsciiOutFilter &filter) override {
-        TIOAdapter adapter(&filter);
-        return Stream(adapter);
-    }
-
-private:
-    TError Stream(TIOAdapter &adapter) {
+protected:
+    TError Stream(TIOAdapter &adapter) override {
         unsigned long container = TRootContainerBank::ObjectToContainerID(Target);
         int id = Target != nullptr && Target->GetContainer() != nullptr
                      ? Target->GetContainer()->ObjectToID(Target)
