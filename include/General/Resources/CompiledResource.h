@@ -60,6 +60,8 @@ public:
     /// Records the entry, keyed by the id of its tag, with the bank's source time for it.
     /// An id already in the list is left as it is.
     void AddDependency(TResourceBank_I *bank, TResourceBankEntry_I *entry);
+    /// Whether the list holds `id`.
+    bool HasDependency(uint32_t id) const;
     /// Inserts a record in id order; false, with the list unchanged, if the id is present.
     bool InsertDependency(uint32_t id, const TFileTime &time);
 

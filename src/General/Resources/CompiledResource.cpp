@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <new>
 
+#include "General/Resources/Resource.h"
+#include "General/Resources/ResourceBank.h"
+#include "General/Resources/ResourceManager.h"
 #include "General/Streams/BinaryFilter.h"
 #include "General/Streams/FileObj.h"
 
@@ -133,4 +136,42 @@ bool TCompiledResourceFileHeader::InsertDependency(uint32_t id, const TFileTime 
         return false;
     }
     return true;
+}
+
+bool TCompiledResourceFileHeader::HasDependency(uint32_t id) const {
+    auto at = std::lower_bound(
+        m_Dependencies.begin(), m_Dependencies.end(), id,
+        [](const TCompiledDependency &dependency, uint32_t key) { return dependency.id < key; });
+    return at != m_Dependencies.end() && at->id == id;
+}
+
+void TCompiledResourceFileHeader::AddDependency(TResourceBank_I *bank,
+                                                TResourceBankEntry_I *entry) {
+    if (bank == nullptr || entry == nullptr)
+        return;
+    const uint32_t id = TResource::StrToID(entry->GetTag().GetData());
+    // Asked first, as the source time may cost a look at the disk.
+    if (HasDependency(id))
+        return;
+    (void)InsertDependency(id, bank->GetSourceTime(entry)); // a full heap drops the record
+}
+
+void TCompiledResourceFileHeader::CopyDependenciesFromResource(TResource *resource) {
+    if (resource == nullptr)
+        return;
+    TLibVector<TDependency> dependencies;
+    try {
+        resource->GetDependencies(dependencies);
+    } catch (const std::bad_alloc &) {
+        return; // what was listed before the heap ran out is still recorded below
+    }
+    TResourceManager_I &manager = GetResourceManager();
+    for (const TDependency &dependency : dependencies) {
+        if (dependency.kind != TDependency::kResource)
+            continue;
+        TResourceBank_I *bank = nullptr;
+        TResourceBankEntry_I *entry = manager.FindEntry(dependency.id, &bank, false);
+        if (entry != nullptr && bank != nullptr)
+            AddDependency(bank, entry);
+    }
 }

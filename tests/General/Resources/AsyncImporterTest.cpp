@@ -8,8 +8,10 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <fstream>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -17,6 +19,9 @@
 #include "General/Resources/Detail/ResourceAccess.h"
 #include "General/Resources/Resource.h"
 #include "General/Resources/ResourceFactory.h"
+#include "General/Resources/ResourceManager.h"
+#include "ResourceTestTypes.h"
+#include "Support/TempDir.h"
 
 namespace {
 
@@ -279,6 +284,114 @@ TEST_F(AsyncImporterTest, QueueingWhileTheWorkerLoadsLosesNothing) {
         ASSERT_EQ(order[i], i + 1);
     for (TQueuedResource *resource : all)
         ASSERT_EQ(resource->loads.load(), 1);
+}
+
+// The worker running real bank imports while the main thread imports other resources.
+class AsyncImporterBankTest : public testing::Test {
+protected:
+    static constexpr int kFiles = 60;
+
+    void SetUp() override {
+        TResourceManager_I &manager = GetResourceManager();
+        ASSERT_TRUE(manager.AddFactory(&vlib::test::TTextResource::Factory));
+        manager.SetUseSourceResources(true);
+        manager.SetStoreAutocompiledResources(false);
+        std::ofstream(m_Dir.File("rules.rre"))
+            << "PATHRULE \"...<*>.txt\" tag=\"$1\" type=\"testtext\"\n";
+        std::vector<std::pair<std::string, std::string>> files;
+        for (int i = 0; i < kFiles; ++i)
+            files.emplace_back("./r" + std::to_string(i) + ".txt",
+                               i % 10 == 9 ? "fail\n" : "n=" + std::to_string(i) + "\nkind=text\n");
+        const std::string location = m_Dir.File("tree");
+        ASSERT_TRUE(vlib::test::WriteTree(0, location, files));
+        ASSERT_NE(manager.OpenBank(0, location.c_str(), m_Dir.File("rules.rre").c_str(), true,
+                                   TDynamicString()),
+                  nullptr);
+        TAsyncImporter::StartUp();
+    }
+    void TearDown() override {
+        TAsyncImporter::ShutDown();
+        TResourceManager_I &manager = GetResourceManager();
+        while (manager.GetNumBanks() > 0)
+            manager.CloseBank(manager.GetBank(0));
+        (void)manager.RemoveFactory(&vlib::test::TTextResource::Factory);
+    }
+    // Waits until the worker has nothing queued and nothing in hand. Both are read under the
+    // importer's own synchronisation, so what the worker did is visible afterwards.
+    static void WaitForWorker() {
+        while (TAsyncImporter::GetQueueLength() != 0 ||
+               TAsyncImporter::GetCurrentAsyncResource() != 0)
+            std::this_thread::yield();
+    }
+
+    vlib::test::TTempDir m_Dir;
+};
+
+TEST_F(AsyncImporterBankTest, LoadsEveryQueuedResourceOnceBesideMainThreadImports) {
+    TResourceManager_I &manager = GetResourceManager();
+    std::vector<TResource *> queued;
+    std::vector<TResource *> direct;
+    for (int i = 0; i < kFiles; ++i) {
+        const std::string name = "r" + std::to_string(i);
+        if (i % 3 == 2) {
+            // Imported here, synchronously, while the worker is busy with the others.
+            TResource *resource = manager.ImportResource(name.c_str(), 0);
+            EXPECT_EQ(resource == nullptr, i % 10 == 9) << name;
+            if (resource != nullptr)
+                direct.push_back(resource);
+            continue;
+        }
+        TResource *resource = manager.ImportResource(name.c_str(), kImportAsync);
+        ASSERT_NE(resource, nullptr) << name;
+        queued.push_back(resource);
+    }
+    WaitForWorker();
+    for (TResource *resource : queued) {
+        const int index = std::stoi(std::string(resource->GetTag().GetData() + 1));
+        SCOPED_TRACE(index);
+        auto *text = static_cast<vlib::test::TTextResource *>(resource);
+        if (index % 10 == 9) {
+            // A failed load leaves the resource idle, still the client's to release.
+            EXPECT_EQ(resource->GetAsyncState(), AS_Idle);
+            EXPECT_TRUE(text->Pairs.empty());
+        } else {
+            EXPECT_EQ(resource->GetAsyncState(), AS_Loaded);
+            ASSERT_EQ(text->Pairs.size(), 2u); // loaded once
+            EXPECT_EQ(text->Value("n"), std::to_string(index));
+        }
+        EXPECT_EQ(resource->GetRefCount(), 1u);
+        manager.ReleaseResource(resource);
+    }
+    for (TResource *resource : direct)
+        manager.ReleaseResource(resource);
+}
+
+TEST_F(AsyncImporterBankTest, ShutDownWithLoadsQueuedLeavesThemUnloaded) {
+    TResourceManager_I &manager = GetResourceManager();
+    std::vector<TResource *> queued;
+    for (int i = 0; i < kFiles; ++i) {
+        TResource *resource =
+            manager.ImportResource(("r" + std::to_string(i)).c_str(), kImportAsync);
+        ASSERT_NE(resource, nullptr);
+        queued.push_back(resource);
+    }
+    TAsyncImporter::ShutDown();
+    EXPECT_EQ(TAsyncImporter::GetThreadID(), 0u);
+    for (TResource *resource : queued) {
+        SCOPED_TRACE(resource->GetID());
+        const bool waiting = TAsyncImporter::IsResourceInAsyncQueue(resource->GetID()) != nullptr;
+        // Every resource either went through the worker or still waits, with its reference.
+        EXPECT_EQ(resource->GetRefCount(), waiting ? 2u : 1u);
+        if (waiting) {
+            EXPECT_EQ(resource->GetAsyncState(), AS_Queued);
+            EXPECT_TRUE(TAsyncImporter::RemoveFromQueue(resource->GetID()));
+            EXPECT_EQ(resource->GetAsyncState(), AS_Idle);
+        } else {
+            EXPECT_NE(resource->GetAsyncState(), AS_Queued);
+        }
+        manager.ReleaseResource(resource);
+    }
+    EXPECT_EQ(TAsyncImporter::GetQueueLength(), 0u);
 }
 
 } // namespace

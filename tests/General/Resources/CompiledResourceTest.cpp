@@ -5,10 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
+#include "General/Resources/Detail/ResourceBank.h"
+#include "General/Resources/ResourceManager.h"
 #include "General/Streams/FileBuf.h"
+#include "ResourceTestTypes.h"
 #include "Support/TempDir.h"
 
 namespace {
@@ -159,6 +163,67 @@ TEST(CompiledResourceFileHeader, LoadUnderFailingAllocationsLeaksNothing) {
         return Load(good, loaded) && loaded.GetDependencies() == header.GetDependencies();
     });
     EXPECT_GT(attempts, 1);
+}
+
+// Dependencies taken from a loaded resource through the manager and its banks.
+class CompiledResourceDependencyTest : public testing::Test {
+protected:
+    void SetUp() override {
+        TResourceManager_I &manager = GetResourceManager();
+        ASSERT_TRUE(manager.AddFactory(&vlib::test::TTextResource::Factory));
+        std::ofstream(m_Dir.File("rules.rre"))
+            << "PATHRULE \"...<*>.txt\" tag=\"$1\" type=\"testtext\"\n";
+        const std::string location = m_Dir.File("tree");
+        ASSERT_TRUE(vlib::test::WriteTree(0, location,
+                                          {{"./alpha.txt", "colour=red\n"},
+                                           {"./zeta.txt", "size=1\n"},
+                                           {"./beta.txt", "import=zeta\nimport=alpha\n"}}));
+        m_Bank = manager.OpenBank(0, location.c_str(), m_Dir.File("rules.rre").c_str(), true,
+                                  TDynamicString());
+        ASSERT_NE(m_Bank, nullptr);
+    }
+    void TearDown() override {
+        TResourceManager_I &manager = GetResourceManager();
+        while (manager.GetNumBanks() > 0)
+            manager.CloseBank(manager.GetBank(0));
+        (void)manager.RemoveFactory(&vlib::test::TTextResource::Factory);
+    }
+
+    vlib::test::TTempDir m_Dir;
+    TResourceBank_I *m_Bank = nullptr;
+};
+
+TEST_F(CompiledResourceDependencyTest, RecordsEachImportedResourceOnceInIdOrder) {
+    TResource *beta = GetResourceManager().ImportResource("beta", 0);
+    ASSERT_NE(beta, nullptr);
+    TCompiledResourceFileHeader header;
+    header.CopyDependenciesFromResource(beta);
+    header.CopyDependenciesFromResource(beta); // nothing new the second time
+    header.CopyDependenciesFromResource(nullptr);
+
+    const uint32_t alpha = TResource::StrToID("alpha");
+    const uint32_t zeta = TResource::StrToID("zeta");
+    ASSERT_EQ(header.GetDependencies().size(), 2u);
+    EXPECT_EQ(header.GetDependencies()[0].id, std::min(alpha, zeta));
+    EXPECT_EQ(header.GetDependencies()[1].id, std::max(alpha, zeta));
+    for (const TCompiledDependency &dependency : header.GetDependencies()) {
+        TResourceBankEntry_I *entry = m_Bank->FindEntry(dependency.id);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(dependency.time, m_Bank->GetSourceTime(entry));
+        EXPECT_FALSE(dependency.time.IsZero());
+    }
+
+    // An entry added by hand lands in order; its id is that of its tag.
+    TResourceBankEntry_I *self = m_Bank->FindEntry(TResource::StrToID("beta"));
+    ASSERT_NE(self, nullptr);
+    header.AddDependency(m_Bank, self);
+    header.AddDependency(m_Bank, self);
+    header.AddDependency(nullptr, self);
+    ASSERT_EQ(header.GetDependencies().size(), 3u);
+    EXPECT_TRUE(header.HasDependency(TResource::StrToID("beta")));
+    for (size_t i = 1; i < header.GetDependencies().size(); ++i)
+        EXPECT_LT(header.GetDependencies()[i - 1].id, header.GetDependencies()[i].id);
+    GetResourceManager().ReleaseResource(beta);
 }
 
 } // namespace

@@ -5,12 +5,15 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "General/Containers/RootContainerBank.h"
 #include "General/Containers/RootHash.h"
 #include "General/Containers/RootMap.h"
+#include "General/Resources/ResourceManager.h"
 #include "General/Streams/FileBuf.h"
 #include "Support/ContainerItems.h"
 #include "Support/TempDir.h"
@@ -38,6 +41,12 @@ public:
 
 private:
     bool &m_Destroyed;
+};
+
+// A map that can be told to take in the objects of files with its identifier.
+class TMergingMap : public TRootMap {
+public:
+    using TRootContainer::SetMergeOnLoad;
 };
 
 void Fill(TRootContainer &container) {
@@ -262,6 +271,122 @@ TEST(BinaryDataFile, RefusesShortFilesWithoutLeaking) {
         return static_cast<bool>(read.LoadBinary(&file)) && read.GetSize() == 20;
     });
     EXPECT_GT(attempts, 1);
+}
+
+// Container files found and loaded through the manager: a directory bank whose ".rc" files
+// are container importers.
+class ResourceAdaptorsImportTest : public testing::Test {
+protected:
+    void SetUp() override {
+        TResourceManager_I &manager = GetResourceManager();
+        ASSERT_TRUE(manager.AddFactory(&TRootContainerImporter::mFactory));
+        manager.SetUseSourceResources(true);
+        manager.SetStoreAutocompiledResources(false);
+        std::ofstream(m_Dir.File("rules.rre"))
+            << "PATHRULE \"...<*>.rc\" tag=\"$1\" type=\"TRootContainerImporter\"\n";
+        std::filesystem::create_directories(m_Dir.File("tree"));
+        WriteContainer("parts", 3);
+        WriteContainer("extra", 2);
+        ASSERT_NE(manager.OpenBank(0, m_Dir.File("tree").c_str(), m_Dir.File("rules.rre").c_str(),
+                                   true, TDynamicString()),
+                  nullptr);
+    }
+    void TearDown() override {
+        TResourceManager_I &manager = GetResourceManager();
+        while (manager.GetNumBanks() > 0)
+            manager.CloseBank(manager.GetBank(0));
+        (void)manager.RemoveFactory(&TRootContainerImporter::mFactory);
+    }
+    // A text container file of `count` items whose identifier is its tag.
+    void WriteContainer(const char *tag, int count) {
+        TRootMap map;
+        map.SetIdentifier(tag);
+        for (int i = 0; i < count; ++i)
+            map.AddObject(MakeItem(i, tag));
+        const std::string path = m_Dir.File("tree/" + std::string(tag) + ".rc");
+        ASSERT_TRUE(map.Save(path.c_str(), TRootContainer::FormatText, false));
+    }
+
+    TNextKindGuard m_KindGuard;
+    TRootContainerBank m_ContainerBank;
+    vlib::test::TTempDir m_Dir;
+};
+
+TEST_F(ResourceAdaptorsImportTest, ImportHandsOverAFreshContainerOfTheAskedKind) {
+    struct Case {
+        int kind;
+        int type;
+    };
+    constexpr Case kCases[] = {{TRootContainerImporter::kMakeMap, 0},
+                               {TRootContainerImporter::kMakeHash, 1},
+                               {TRootContainerImporter::kMakeMap, 0}};
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.kind);
+        TRootContainer *container = TRootContainerImporter::Import("parts", c.kind);
+        ASSERT_NE(container, nullptr);
+        EXPECT_EQ(container->GetType(), c.type);
+        EXPECT_EQ(container->Size(), 3);
+        // The importer is gone: nothing in the resource system holds the file any more.
+        EXPECT_FALSE(GetResourceManager().IsResourceLoaded(TResource::StrToID("parts")));
+        EXPECT_EQ(m_ContainerBank.GetContainer(TResource::StrToID("parts")), container);
+        delete container; // leaves the container bank, so the next import can register
+    }
+}
+
+TEST_F(ResourceAdaptorsImportTest, FailuresGiveNullAndStillSetTheKind) {
+    struct Case {
+        const char *name;
+        int kind;
+    };
+    constexpr Case kCases[] = {{"", 5}, {"missing", 1}, {"", 0}};
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(TRootContainerImporter::ImportRes(c.name, c.kind), nullptr);
+        EXPECT_EQ(TRootContainerImporter::GetNextKind(), c.kind);
+        EXPECT_EQ(TRootContainerImporter::Import(c.name, c.kind), nullptr);
+        EXPECT_EQ(TRootContainerImporter::ImportCheckExisting(c.name, c.kind), nullptr);
+        TRootContainerImporter::MergeImport(c.name, c.kind); // does nothing
+    }
+    // A file whose container identifier is taken by a container that does not merge.
+    TRootMap holder;
+    m_ContainerBank.Register(&holder, "parts");
+    EXPECT_EQ(TRootContainerImporter::Import("parts", 0), nullptr);
+    m_ContainerBank.DeRegister(&holder);
+}
+
+TEST_F(ResourceAdaptorsImportTest, ImportResKeepsTheImporterAndCheckExistingReuses) {
+    TRootContainerImporter *importer = TRootContainerImporter::ImportRes("extra", 1);
+    ASSERT_NE(importer, nullptr);
+    EXPECT_EQ(importer->GetAsyncState(), AS_Loaded);
+    ASSERT_NE(importer->Expose(), nullptr);
+    EXPECT_EQ(importer->Expose()->Size(), 2);
+    TRootContainer *registered = importer->Expose();
+
+    // Registered under the name: returned as it is, without an import, the kind unchanged.
+    TRootContainerImporter::SetNextKind(0);
+    EXPECT_EQ(TRootContainerImporter::ImportCheckExisting("extra", 1), registered);
+    EXPECT_EQ(TRootContainerImporter::GetNextKind(), 0);
+    importer->ReleaseRef();
+
+    TRootContainer *loaded = TRootContainerImporter::ImportCheckExisting("extra", 1);
+    ASSERT_NE(loaded, nullptr);
+    EXPECT_EQ(loaded->GetType(), 1);
+    delete loaded;
+}
+
+TEST_F(ResourceAdaptorsImportTest, MergeImportFillsTheRegisteredContainer) {
+    TMergingMap target;
+    target.SetMergeOnLoad(true);
+    m_ContainerBank.Register(&target, "parts");
+    TRootContainerImporter::MergeImport("parts", 0);
+    EXPECT_EQ(target.Size(), 3);
+    EXPECT_EQ(Names(target), (std::vector<std::string>{"parts:0:-1", "parts:1:-1", "parts:2:-1"}));
+    EXPECT_FALSE(GetResourceManager().IsResourceLoaded(TResource::StrToID("parts")));
+    m_ContainerBank.DeRegister(&target);
+
+    // With the identifier free the objects land in the temporary container, which goes.
+    TRootContainerImporter::MergeImport("parts", 0);
+    EXPECT_EQ(m_ContainerBank.GetContainer(TResource::StrToID("parts")), nullptr);
 }
 
 } // namespace
