@@ -3,9 +3,11 @@
 // its own command line, builds a small component tree in code (a clock, a spinner processed
 // several times a frame, a logger that depends on the clock), runs it for a number of frames
 // and reports what ran, in which order, and how long it took; then it round-trips a few
-// containers through their file forms. Every report line is sent as a
+// containers through their file forms and takes a small resource tree through banks, the
+// importer thread and compiled files. Every report line is sent as a
 // notification; a console listener prints it.
 #include "ContainerDemo.h"
+#include "ResourceDemo.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -239,7 +241,9 @@ int main(int argc, char **argv) {
     SendReport("containers: saving and loading under %s", outDir.c_str());
     std::fflush(stdout);
     const int containers = RunContainerDemo(data.c_str(), outDir.c_str());
+    std::fflush(stdout);
+    const int resources = RunResourceDemo(data.c_str(), outDir.c_str());
     delete config;
     UnsubscribeNotification<TDemoReport>(1);
-    return containers;
+    return containers != 0 ? containers : resources;
 }
