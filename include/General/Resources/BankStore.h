@@ -179,4 +179,5 @@ private:
     TLibVector<TWindow> m_Windows;
     bool m_WriteFailed = false; // a write to the pack failed since Open
     bool m_IsOpen = false;
+    bool m_Damaged = false; // the last Open read the pack and found it wrong
 };

@@ -58,26 +58,56 @@ void SplitPath(const TDynamicString &path, TDynamicString &directory, TDynamicSt
     name = path.From(slash + 1);
 }
 
-bool EnumerateDirectory(TBankFileSystem_I &store, const TDynamicString &root,
-                        const TDynamicString &sub, TBankFileVisitor_I &visitor, int depth) {
-    TDirectory directory(root + sub);
+/// True when the directory's path holds all of `location` and ends in a separator: a copy
+/// cut short by an exhausted heap would name another directory.
+bool HasWholeDirectoryPath(const TDirectory &directory, const TDynamicString &location) {
+    const TDynamicString path = directory.GetPath();
+    return path.GetLength() >= location.GetLength() && path.GetLength() > 0 &&
+           path.GetCharacter(path.GetLength() - 1) == '/';
+}
+
+enum class TWalk { Done, Stopped, Failed };
+
+/// Walks one directory. A path that could not be built whole (the heap ran out) fails the
+/// walk: a shortened path would name another directory, up to the file system's root.
+TWalk EnumerateDirectory(TBankFileSystem_I &store, const TDynamicString &root,
+                         const TDynamicString &sub, TBankFileVisitor_I &visitor, int depth) {
+    const TDynamicString path = root + sub;
+    if (path.GetLength() != root.GetLength() + sub.GetLength())
+        return TWalk::Failed;
+    TDirectory directory(path);
+    if (directory.GetPath().GetLength() < path.GetLength()) // a separator may be added
+        return TWalk::Failed;
     TLibVector<std::pair<TDynamicString, bool>> entries;
+    bool listed = true;
     if (directory.GetFirstFile("*.*")) {
         do {
-            entries.emplace_back(directory.GetFileName(), directory.IsADirectory());
-        } while (directory.GetNextFile());
+            const TDynamicString name = directory.GetFileName();
+            listed = vlib::detail::CallNoThrow(
+                [&] { entries.emplace_back(name, directory.IsADirectory()); });
+            listed =
+                listed && !name.IsEmpty() && entries.back().first.GetLength() == name.GetLength();
+        } while (listed && directory.GetNextFile());
     }
     (void)directory.EndGetFile(); // ending a search cannot fail
+    if (!listed)
+        return TWalk::Failed;
     for (const auto &[name, isDirectory] : entries) {
+        const TDynamicString child = sub + name;
+        if (child.GetLength() != sub.GetLength() + name.GetLength())
+            return TWalk::Failed;
         if (!isDirectory) {
-            if (!visitor(store, sub + name))
-                return false;
+            if (!visitor(store, child))
+                return TWalk::Stopped;
         } else if (name.GetCharacter(0) != '.' && depth < kMaxEnumerateDepth) {
             // A subdirectory's early stop ends only that subdirectory's walk.
-            (void)EnumerateDirectory(store, root, sub + name + "/", visitor, depth + 1);
+            const TDynamicString next = child + "/";
+            if (next.GetLength() != child.GetLength() + 1 ||
+                EnumerateDirectory(store, root, next, visitor, depth + 1) == TWalk::Failed)
+                return TWalk::Failed;
         }
     }
-    return true;
+    return TWalk::Done;
 }
 
 } // namespace
@@ -105,14 +135,19 @@ TBankFileSystem_I *MakeBankStore(int kind) {
 
 bool TBankDirectory::Open(const TDynamicString &location, bool readOnly) {
     m_Directory.SetPath(location);
+    // A location shortened by an exhausted heap would name another directory.
+    if (location.IsEmpty() || !HasWholeDirectoryPath(m_Directory, location))
+        return false;
     m_Directory.MakeAbsolute();
+    if (!HasWholeDirectoryPath(m_Directory, TDynamicString()))
+        return false;
     m_ReadOnly = readOnly;
     return m_Directory.DirExists();
 }
 
 bool TBankDirectory::Create(const TDynamicString &location) {
     m_Directory.SetPath(location);
-    return true;
+    return !location.IsEmpty() && HasWholeDirectoryPath(m_Directory, location);
 }
 
 TFileObj *TBankDirectory::OpenFile(unsigned long hash, unsigned long mode) {
@@ -128,6 +163,8 @@ TFileObj *TBankDirectory::OpenFile(const TDynamicString &path, unsigned long mod
     return vlib::detail::CallNoThrow(
         [&]() -> TFileObj * {
             TDynamicString full = m_Directory.FilePath(path);
+            if (full.GetLength() != m_Directory.GetPath().GetLength() + path.GetLength())
+                return nullptr; // a path cut short would name another file
             vlfs::path::MakeAbsolute(full);
             if ((mode & kModeWrite) != 0) {
                 TDynamicString folder = vlfs::path::Split(full).first;
@@ -183,7 +220,7 @@ int TBankDirectory::GetFileSize(const TDynamicString &path) {
 }
 
 bool TBankDirectory::Enumerate(TBankFileVisitor_I &visitor) {
-    return EnumerateDirectory(*this, m_Directory.GetPath(), "./", visitor, 0);
+    return EnumerateDirectory(*this, m_Directory.GetPath(), "./", visitor, 0) == TWalk::Done;
 }
 
 bool TBankDirectory::GetFileLocation(unsigned long hash, TDynamicString &path,
@@ -241,17 +278,22 @@ bool TBankPackedFile::Open(const TDynamicString &location, bool readOnly) {
         return true;
     }
     unsigned char header[kHeaderSize];
+    const int fileLength = m_File.Length();
     bool ok = m_File.Seek(0, TFileObj::SeekStart) &&
               m_File.Read(header, sizeof header) == static_cast<int>(sizeof header);
+    // Only what was read and found wrong is damage; a read that failed (a heap that ran out,
+    // a failing disk) says nothing about the pack, which is then kept as it is.
+    m_Damaged = !ok && fileLength < static_cast<int>(kHeaderSize);
     if (ok) {
         m_Version = static_cast<uint32_t>(vlib::detail::GetLE(header + 4, 4));
         m_DataEnd = vlib::detail::GetLE(header + 8, 8);
-        ok = m_Version != kWriting && ReadDirectory();
+        m_Damaged = m_Version == kWriting;
+        ok = !m_Damaged && ReadDirectory();
     }
     if (ok)
         return true;
     ReleaseAll();
-    if (readOnly)
+    if (readOnly || !m_Damaged)
         return false;
     // The pack is unreadable and will be started afresh. Its bytes are kept beside it, so
     // that files still intact in it are not lost with the directory.
@@ -264,40 +306,50 @@ bool TBankPackedFile::Open(const TDynamicString &location, bool readOnly) {
 }
 
 bool TBankPackedFile::ReadDirectory() {
+    // m_Damaged says whether a failure came from the bytes themselves: a read that failed or
+    // a heap that ran out is no proof that the pack is bad.
     const int length = m_File.Length();
+    m_Damaged = true;
     if (m_DataEnd < kHeaderSize || m_DataEnd > static_cast<uint64_t>(length))
         return false;
     const size_t size = static_cast<size_t>(static_cast<uint64_t>(length) - m_DataEnd);
-    return vlib::detail::CallNoThrow(
-        [&]() {
-            std::vector<unsigned char> bytes(size);
-            if (size < 4 || !m_File.Seek(static_cast<int>(m_DataEnd), TFileObj::SeekStart) ||
-                m_File.Read(bytes.data(), static_cast<int>(size)) != static_cast<int>(size))
+    if (size < 4)
+        return false;
+    m_Damaged = false;
+    auto read = [&]() {
+        std::vector<unsigned char> bytes(size);
+        if (!m_File.Seek(static_cast<int>(m_DataEnd), TFileObj::SeekStart) ||
+            m_File.Read(bytes.data(), static_cast<int>(size)) != static_cast<int>(size))
+            return false;
+        std::vector<vlib::detail::TPackIndexEntry> entries;
+        size_t consumed = 0;
+        if (!vlib::detail::ParsePackIndex(bytes.data(), size, m_DataEnd, entries, consumed)) {
+            m_Damaged = true;
+            return false;
+        }
+        for (const auto &entry : entries) {
+            TDynamicString path(entry.Path.c_str());
+            TPackRecord record;
+            TDynamicString directory;
+            SplitPath(path, directory, record.FileName);
+            // A string that could not be allocated comes out short: treat it as the
+            // exhausted heap it is rather than keep a record under a wrong name.
+            if (path.GetLength() != static_cast<int>(entry.Path.size()) ||
+                directory.GetLength() + record.FileName.GetLength() != path.GetLength())
                 return false;
-            std::vector<vlib::detail::TPackIndexEntry> entries;
-            size_t consumed = 0;
-            if (!vlib::detail::ParsePackIndex(bytes.data(), size, m_DataEnd, entries, consumed))
-                return false;
-            for (const auto &entry : entries) {
-                TDynamicString path(entry.Path.c_str());
-                TPackRecord record;
-                TDynamicString directory;
-                SplitPath(path, directory, record.FileName);
-                // A string that could not be allocated comes out short: treat it as the
-                // exhausted heap it is rather than keep a record under a wrong name.
-                if (path.GetLength() != static_cast<int>(entry.Path.size()) ||
-                    directory.GetLength() + record.FileName.GetLength() != path.GetLength())
-                    return false;
-                record.Directory = InternDirectory(directory);
-                record.Size = entry.Size;
-                record.Offset = entry.Offset;
-                record.Time.SetValue(entry.Time);
-                m_Records[HashPathName(path.GetData())] = std::move(record);
-            }
-            m_DirectorySize = consumed;
-            return true;
-        },
-        false);
+            record.Directory = InternDirectory(directory);
+            record.Size = entry.Size;
+            record.Offset = entry.Offset;
+            record.Time.SetValue(entry.Time);
+            m_Records[HashPathName(path.GetData())] = std::move(record);
+        }
+        m_DirectorySize = consumed;
+        return true;
+    };
+    bool result = false;
+    if (!vlib::detail::CallNoThrow([&] { result = read(); }))
+        return false;
+    return result;
 }
 
 bool TBankPackedFile::Create(const TDynamicString &location) {
@@ -447,14 +499,18 @@ TFileObj *TBankPackedFile::OpenFile(const TDynamicString &path, unsigned long mo
             } else if ((mode & kModeRead) != 0 && record->Offset != 0xFFFFFFFFu) {
                 buffer->Resize(static_cast<int>(record->Size));
                 const int size = static_cast<int>(record->Size);
-                if (!m_File.Seek(static_cast<int>(record->Offset), TFileObj::SeekStart) ||
+                if ((size > 0 && buffer->GetBuffer() == nullptr) || buffer->Length() != size ||
+                    !m_File.Seek(static_cast<int>(record->Offset), TFileObj::SeekStart) ||
                     m_File.Read(buffer->GetBuffer(), size) != size) {
                     delete buffer;
                     return nullptr;
                 }
                 (void)buffer->Seek(0, TFileObj::SeekStart); // a buffer seek cannot fail
             }
-            m_OpenFiles[buffer] = hash;
+            if (!vlib::detail::CallNoThrow([&] { m_OpenFiles[buffer] = hash; })) {
+                delete buffer;
+                return nullptr;
+            }
             return buffer;
         },
         static_cast<TFileObj *>(nullptr));

@@ -5,7 +5,9 @@
 #include "General/Resources/Detail/ResourceBank.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <new>
+#include <string>
 
 #include "General/Core/Detail/NoThrow.h"
 #include "General/Core/StrToID.h"
@@ -69,6 +71,19 @@ TString ListFileName(const TString &own) {
     if (!own.IsEmpty())
         return own;
     return vlib::detail::DefaultListFile();
+}
+
+/// True when a pack file with contents lies at `location` (with or without ".vrb"). A bank
+/// whose Open failed on such a pack (a heap that ran out, say) must not Create over it.
+bool PackHoldsData(const TString &location) {
+    std::error_code error;
+    const std::string path(location.GetData());
+    for (const std::string &candidate : {path, path + ".vrb"}) {
+        const auto size = std::filesystem::file_size(candidate, error);
+        if (!error && size > 0)
+            return true;
+    }
+    return false;
 }
 
 /// Whether two times agree within the tolerance of coarse file systems.
@@ -523,6 +538,8 @@ public:
         : m_Bank(bank), m_SecondStore(secondStore) {}
     bool operator()(TBankFileSystem_I &store, const TDynamicString &path) override {
         (void)store;
+        if (m_Bank.IsListFile(path))
+            return true;
         m_TreeHash ^= StrToID(path.GetData());
         m_Records.clear();
         if (!m_Bank.ParseFile(path, m_Records))
@@ -546,16 +563,32 @@ private:
 /// Computes the tree hash of a store without parsing anything.
 class TResourceBank::TTreeHashVisitor : public TBankFileVisitor_I {
 public:
+    explicit TTreeHashVisitor(TResourceBank &bank) : m_Bank(bank) {}
     bool operator()(TBankFileSystem_I &store, const TDynamicString &path) override {
         (void)store;
+        if (m_Bank.IsListFile(path))
+            return true;
         m_TreeHash ^= StrToID(path.GetData());
         return true;
     }
     uint32_t GetTreeHash() const { return m_TreeHash; }
 
 private:
+    TResourceBank &m_Bank;
     uint32_t m_TreeHash = 0;
 };
+
+bool TResourceBank::IsListFile(const TString &path) const {
+    // The list is written after the walk that it records: it stays out of the tree hash, or
+    // every verified open would find the tree changed by the list itself.
+    const char *text = path.GetData();
+    if (text[0] == '.' && text[1] == '/')
+        text += 2;
+    const char *list = m_ListFile.GetData();
+    if (list[0] == '.' && list[1] == '/')
+        list += 2;
+    return TString(text).Compare(list, false) == 0;
+}
 
 void TResourceBank::ScanRecord(TResourceBankEntryData &record, bool secondStore) {
     TResourceFactory *factory = FactoryOfType(GetString(record.Type));
@@ -652,7 +685,7 @@ bool TResourceBank::Open(const TString &listFile, int kind, const TString &locat
         if (ReadListFile()) {
             if (!verify || kind == 1)
                 return true;
-            TTreeHashVisitor visitor;
+            TTreeHashVisitor visitor(*this);
             bool stale = false;
             if (store->Enumerate(visitor)) {
                 if (visitor.GetTreeHash() != m_TreeHash)
@@ -689,6 +722,8 @@ bool TResourceBank::Open(const TString &listFile, int kind, const TString &locat
 bool TResourceBank::Create(const TString &listFile, int kind, const TString &location) {
     if (m_Store != nullptr)
         return false;
+    if (kind == 1 && PackHoldsData(location))
+        return false; // making a pack anew would throw its resources away
     TBankFileSystem_I *store = MakeBankStore(kind);
     if (store == nullptr)
         return false;
@@ -774,6 +809,7 @@ bool TResourceBank::ReadList(TFileObj *file) {
         io.StreamLong(treeHash, "TreeHash");
         TFileTime ruleTime;
         ruleTime.ReadAscii(in);
+        in.EatWhite(); // the time's line end, before the named values go on
         unsigned char marker1 = 0;
         unsigned char marker2 = 0;
         io.StreamByte(marker1, "Marker");
@@ -805,7 +841,8 @@ bool TResourceBank::ReadList(TFileObj *file) {
             record.SourceName = sourcePath.From(slash + 1);
             if (!sourcePath.IsEmpty()) {
                 record.SourceHash = HashPathName(sourcePath.GetData());
-                m_Store->AddFile(sourcePath);
+                if (m_Store != nullptr)
+                    m_Store->AddFile(sourcePath);
             }
             if (!compiledPath.IsEmpty() && compiledPath.GetCharacter(0) == ':')
                 compiledPath = "";
@@ -827,7 +864,11 @@ bool TResourceBank::ReadList(TFileObj *file) {
     ok = ok && m_ListRead && !io.IsBad();
     m_ListRead = false;
     in.CloseLayer();
-    return ok;
+    // Every value of the list ends its line: a file cut short inside a value ends elsewhere.
+    const int length = file->Length();
+    char last = 0;
+    return ok && length > 0 && file->Seek(length - 1, TFileObj::SeekStart) &&
+           file->Read(&last, 1) == 1 && last == '\n';
 }
 
 bool TResourceBank::WriteList(TFileObj *file) {

@@ -201,6 +201,8 @@ public:
     uint16_t InternParameters(const TParameterList &list);
     const TParameterList *GetParameterList(uint16_t index) const;
     TString MakePath(uint16_t directory, const TString &name) const;
+    /// True for the bank's own list file, which scans and tree hashes pass over.
+    bool IsListFile(const TString &path) const;
     /// Stores a compiled path in a record and tells both stores; empty clears it.
     void SetCompiledName(TResourceBankEntryData &record, const TString &path);
 
