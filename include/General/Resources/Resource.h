@@ -4,6 +4,7 @@
 // key the resource system.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "General/Core/Error.h"
@@ -47,8 +48,12 @@ class VLIB_API TResource : public TBaseAllocator {
 public:
     TResource() = default;
     /// Copies every field as it stands, the reference count included.
-    TResource(const TResource &other) = default;
-    TResource &operator=(const TResource &other) = default;
+    TResource(const TResource &other) { CopyFields(other); }
+    TResource &operator=(const TResource &other) {
+        if (this != &other)
+            CopyFields(other);
+        return *this;
+    }
     /// Detaches the object from its bank if it still has holders or an entry.
     virtual ~TResource();
 
@@ -74,7 +79,7 @@ public:
     /// Drops a holder. Returns this object while holders remain; the last one detaches it
     /// from its bank, deletes it through its factory and returns null.
     TResource *ReleaseRef(const char *who = nullptr);
-    uint32_t GetRefCount() const { return m_RefCount; }
+    uint32_t GetRefCount() const { return m_RefCount.load(std::memory_order_acquire); }
     /// The format version of the file it was loaded from; 0 when the file had none.
     uint32_t GetLoadedVersion() const { return m_LoadedVersion; }
     /// Forgets id and entry: the object lives on, but no bank knows it any more.
@@ -83,13 +88,16 @@ public:
         m_Entry = nullptr;
     }
 
-    bool HasChanged() const { return (m_State & kChangedBit) != 0; }
+    bool HasChanged() const { return (m_State.load(std::memory_order_acquire) & kChangedBit) != 0; }
     void SetChanged(bool changed) {
-        m_State =
-            static_cast<uint8_t>(changed ? (m_State | kChangedBit) : (m_State & ~kChangedBit));
+        if (changed)
+            m_State.fetch_or(kChangedBit, std::memory_order_acq_rel);
+        else
+            m_State.fetch_and(static_cast<uint8_t>(~kChangedBit), std::memory_order_acq_rel);
     }
+    /// Safe to poll from any thread while the importer thread loads the resource.
     TAsyncStateFlags GetAsyncState() const {
-        return static_cast<TAsyncStateFlags>(m_State & kStateMask);
+        return static_cast<TAsyncStateFlags>(m_State.load(std::memory_order_acquire) & kStateMask);
     }
 
     TResourceBankEntry_I *GetBankEntry() const { return m_Entry; }
@@ -112,7 +120,17 @@ private:
     static constexpr uint8_t kChangedBit = 0x10;
 
     /// Stores the whole state byte, so a change of state also clears the changed flag.
-    void SetAsyncState(TAsyncStateFlags state) { m_State = static_cast<uint8_t>(state); }
+    void SetAsyncState(TAsyncStateFlags state) {
+        m_State.store(static_cast<uint8_t>(state), std::memory_order_release);
+    }
+    void CopyFields(const TResource &other) {
+        m_ID = other.m_ID;
+        m_Entry = other.m_Entry;
+        m_RefCount.store(other.m_RefCount.load(std::memory_order_relaxed),
+                         std::memory_order_relaxed);
+        m_LoadedVersion = other.m_LoadedVersion;
+        m_State.store(other.m_State.load(std::memory_order_relaxed), std::memory_order_relaxed);
+    }
 
     /// A hash drawn from the Mersenne Twister, reseeded for every pair of characters.
     static uint32_t VarnelHash(const char *name);
@@ -123,9 +141,11 @@ private:
 
     uint32_t m_ID = 0;
     TResourceBankEntry_I *m_Entry = nullptr; // not owned; the entry points back without a ref
-    uint16_t m_RefCount = 1;
+    // The count and the state are shared with the importer thread: it drops the queue's
+    // reference and moves the state while the main thread holds and polls the object.
+    std::atomic<uint16_t> m_RefCount{1};
     uint8_t m_LoadedVersion = 0;
-    uint8_t m_State = 0;
+    std::atomic<uint8_t> m_State{0};
 
     /// How resources reach the bank system; null until the bank system installs itself.
     static vlib::detail::TResourceBankLink *ms_BankLink; // not owned

@@ -28,7 +28,8 @@ const TStringInt<TDynamicStringAllocationStrategy> &UnknownTag() {
 vlib::detail::TResourceBankLink *TResource::ms_BankLink = nullptr;
 
 TResource::~TResource() {
-    if (m_RefCount == 0 || (m_RefCount == 1 && m_Entry == nullptr))
+    const uint16_t count = m_RefCount.load(std::memory_order_acquire);
+    if (count == 0 || (count == 1 && m_Entry == nullptr))
         return;
     // Destroyed other than through ReleaseRef while a bank may still point at it.
     if (m_Entry == nullptr || ms_BankLink == nullptr)
@@ -54,18 +55,23 @@ void TResource::GetDependencies(TLibVector<TDependency> &out) {
 
 TResource *TResource::AcquireRef(const char *who) {
     (void)who;
-    ++m_RefCount;
+    m_RefCount.fetch_add(1, std::memory_order_relaxed);
     return this;
 }
 
 TResource *TResource::ReleaseRef(const char *who) {
     (void)who;
-    if (m_RefCount == 0) {
-        // Wrapping the count would keep the object alive for ever; refuse the extra release.
-        OutputDebugStringA("TResource::ReleaseRef on a resource without references\n");
-        return this;
-    }
-    if (--m_RefCount > 0)
+    uint16_t count = m_RefCount.load(std::memory_order_relaxed);
+    do {
+        if (count == 0) {
+            // Wrapping the count would keep the object alive for ever; refuse the extra
+            // release.
+            OutputDebugStringA("TResource::ReleaseRef on a resource without references\n");
+            return this;
+        }
+    } while (!m_RefCount.compare_exchange_weak(count, static_cast<uint16_t>(count - 1),
+                                               std::memory_order_acq_rel));
+    if (count > 1)
         return this;
     if (m_Entry != nullptr && ms_BankLink != nullptr) {
         TResourceBank_I *bank = ms_BankLink->GetBank(m_Entry);

@@ -24,7 +24,9 @@ public:
         resource.m_LoadedVersion = static_cast<uint8_t>(version);
     }
     /// An import that counts no reference for its caller hands out a new object at 0.
-    static void SetRefCount(TResource &resource, uint16_t count) { resource.m_RefCount = count; }
+    static void SetRefCount(TResource &resource, uint16_t count) {
+        resource.m_RefCount.store(count, std::memory_order_release);
+    }
     static void SetAsyncState(TResource &resource, TAsyncStateFlags state) {
         resource.SetAsyncState(state);
     }
