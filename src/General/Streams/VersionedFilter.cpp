@@ -32,9 +32,10 @@ bool TVersionedInFilter::Open(TFileObj *file, unsigned long &version) {
     if (got != 4 || m_Scratch[0] != 'V' || m_Scratch[1] != 'V' || m_Scratch[2] != 'R' ||
         m_Scratch[3] != 'H') {
         version = 0;
-        // No header: give the bytes back. A file too short to hold four bytes goes back to
-        // where it started rather than to before its start.
-        const bool back = got == 4 ? Seek(-4, SeekCurrent) : Seek(start, SeekStart);
+        // No header: give the bytes back by going to where the read started. A relative
+        // seek would miss it on a real file whose whole-length read leaves the tracked
+        // position behind, and on a file too short for four bytes.
+        const bool back = Seek(start, SeekStart);
         if (!back) {
             CloseLayer();
             return false;

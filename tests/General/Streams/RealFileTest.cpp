@@ -1,5 +1,8 @@
 #include "General/Streams/RealFile.h"
 
+#include "General/Streams/AsciiFilter.h"
+#include "General/Streams/VersionedFilter.h"
+
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -108,6 +111,34 @@ TEST_F(RealFile, WholeLengthReadFromTheStartBypassesTheBuffer) {
     // The next buffered read starts from the tracked position again.
     ASSERT_EQ(file.Read(head, 10), 10);
     EXPECT_EQ(Bytes(head, head + 10), Bytes(data.begin(), data.begin() + 10));
+}
+
+TEST_F(RealFile, ShortFilesReadAgainAfterAHeaderProbe) {
+    // A probe for an optional header reads the first bytes and gives them back; a file no
+    // longer than the probe is read whole by it, which sets the end flag. Both a seek back
+    // and the reader behind must then see the bytes again, for every length around it.
+    for (int length = 1; length <= 13; ++length) {
+        SCOPED_TRACE(length);
+        std::string text(static_cast<size_t>(length - 1), 'x');
+        text += '\n';
+        const std::string path = m_Dir.File("short" + std::to_string(length) + ".txt");
+        WriteDisk(path, Bytes(text.begin(), text.end()));
+        TRealFile file;
+        ASSERT_TRUE(file.Open(path.c_str(), kRead));
+        unsigned long version = 99;
+        TVersionedInFilter probe;
+        ASSERT_TRUE(probe.Open(&file, version));
+        probe.CloseLayer();
+        EXPECT_EQ(version, 0u);
+        EXPECT_EQ(file.GetPos(), 0);
+        EXPECT_FALSE(file.AtEOF());
+        TAsciiInFilter in;
+        ASSERT_TRUE(in.Open(&file));
+        char line[32] = {};
+        in.GetLine(line, sizeof line, '\n', nullptr);
+        in.CloseLayer();
+        EXPECT_EQ(std::string(line), text.substr(0, text.size() - 1));
+    }
 }
 
 TEST_F(RealFile, ReadModes) {

@@ -365,6 +365,10 @@ bool TRealFile::Seek(int offset, TSeekMode mode) {
     // result stays true, as callers of this class have always seen it.
     if (target >= 0)
         m_SystemPos = ClampToInt(target);
+    // A seek back from the end makes the bytes readable again; a reader that trusts AtEOF
+    // (the text filter does) would otherwise stop at once on a file read to its end before.
+    if (IsReadable())
+        m_EndFlag = (!IsDirect() ? m_Position : m_SystemPos) >= m_Length;
     return true;
 }
 
