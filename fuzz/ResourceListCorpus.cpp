@@ -33,7 +33,8 @@ TResourceBankEntryData Record(TResourceBank &bank, const std::string &directory,
     }
     case 3: // a compiled file in the second store
         bank.SetCompiledName(record, (directory + name + ".txt." + type + ".bin").c_str());
-        record.Flags |= TResourceBankEntryData::kHasCompiled | TResourceBankEntryData::kInSecondStore;
+        record.Flags |=
+            TResourceBankEntryData::kHasCompiled | TResourceBankEntryData::kInSecondStore;
         break;
     case 4: // compiled only
         record.SourceName = "";

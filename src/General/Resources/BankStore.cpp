@@ -251,8 +251,14 @@ TBankPackedFile::~TBankPackedFile() {
 
 bool TBankPackedFile::Open(const TDynamicString &location, bool readOnly) {
     m_Path = location;
+    // A location shortened by an exhausted heap would name another file (".vrb" alone
+    // would be made in the working directory).
+    if (location.IsEmpty() || m_Path.GetLength() != location.GetLength())
+        return false;
     if (m_Path.FindSubstring(".vrb") < 0)
         m_Path.Append(".vrb");
+    if (m_Path.GetLength() < location.GetLength() + 4 && m_Path.FindSubstring(".vrb") < 0)
+        return false;
     m_ReadOnly = readOnly;
     m_Dirty = false;
     m_NeedsCompacting = false;
@@ -357,6 +363,8 @@ bool TBankPackedFile::Create(const TDynamicString &location) {
     if (location.TestChar(-1, "/\\"))
         return false;
     TDynamicString path = location + ".vrb";
+    if (location.IsEmpty() || path.GetLength() != location.GetLength() + 4)
+        return false;
     if (m_IsOpen)
         ReleaseAll();
     TRealFile empty;

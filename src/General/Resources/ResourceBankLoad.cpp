@@ -52,9 +52,7 @@ public:
             resource->GetBankEntry() == m_Entry || resource->GetBank() == nullptr)
             return;
         (void)CallNoThrow([&] {
-            TResourceBankEntry_I *entry = resource->GetBankEntry();
-            (void)m_Entry->Header().InsertDependency(StrToID(entry->GetTag().GetData()),
-                                                     resource->GetBank()->GetSourceTime(entry));
+            m_Entry->Header().AddDependency(resource->GetBank(), resource->GetBankEntry());
         });
     }
 
@@ -87,21 +85,6 @@ private:
     alignas(TDependencyCollector) unsigned char m_Space[sizeof(TDependencyCollector)];
     TDependencyCollector *m_Collector = nullptr;
 };
-
-/// Records what the resource's load reported it depends on (items of kind 1).
-void CopyDependencies(TCompiledResourceFileHeader &header, TResource *resource) {
-    TLibVector<TDependency> items;
-    resource->GetDependencies(items);
-    for (const TDependency &item : items) {
-        if (item.kind != TDependency::kResource)
-            continue;
-        TResourceBank_I *bank = nullptr;
-        TResourceBankEntry_I *entry = GetResourceManager().FindEntry(item.id, &bank, false);
-        if (entry != nullptr && bank != nullptr)
-            (void)header.InsertDependency(StrToID(entry->GetTag().GetData()),
-                                          bank->GetSourceTime(entry));
-    }
-}
 
 /// Marks a compiled file complete. A store's memory file loses what lies behind a write in
 /// its middle, so the bytes behind the flag are read first (where the file can be read) and
@@ -183,7 +166,7 @@ TError TResourceBank::ImportEntry(TResource *resource) {
         if (conversion == 2)
             TResourceAccess::Attach(*object, 0, nullptr); // its release must not touch the entry
         if (factory->HasDependencies())
-            (void)CallNoThrow([&] { CopyDependencies(entry->Header(), resource); });
+            (void)CallNoThrow([&] { entry->Header().CopyDependenciesFromResource(resource); });
         if (object != nullptr)
             object->ReleaseRef();
     } else {
@@ -240,7 +223,7 @@ TError TResourceBank::LoadFromStore(TBankFileSystem_I *store, unsigned long hash
     TNotification_OnEndLoadResource end{resource, !compiled, file, error};
     SendNotification(end);
     if (track && resource->GetFactory()->HasDependencies())
-        (void)CallNoThrow([&] { CopyDependencies(entry->Header(), resource); });
+        (void)CallNoThrow([&] { entry->Header().CopyDependenciesFromResource(resource); });
     if (file != nullptr)
         store->CloseFile(file);
     TResourceAccess::SetAsyncState(*resource, AS_Loaded);
@@ -330,7 +313,7 @@ TError TResourceBank::WriteEntryFile(TResourceBankEntry *entry, bool source) {
         const TFileTime time = GetSourceTime(static_cast<TResourceBankEntry_I *>(entry));
         if (!time.IsEqual(header.GetSourceTime(), kTimeToleranceMs)) {
             if (factory->HasDependencies()) {
-                if (!CallNoThrow([&] { CopyDependencies(header, resource); }))
+                if (!CallNoThrow([&] { header.CopyDependenciesFromResource(resource); }))
                     return fail();
                 header.SetSourceTime(time);
             } else {

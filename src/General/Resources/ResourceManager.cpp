@@ -11,6 +11,7 @@
 #include "General/Core/StrToID.h"
 #include "General/Diagnostics/EventTrigger.h"
 #include "General/Diagnostics/Notification.h"
+#include "General/Resources/AsyncImporter.h"
 #include "General/Resources/Detail/ResourceAccess.h"
 #include "General/Resources/Detail/ResourceBank.h"
 #include "General/Resources/Detail/ResourceSettings.h"
@@ -18,13 +19,6 @@
 #include "General/Resources/ResourceNotifications.h"
 #include "General/Resources/ResourceRuleFile.h"
 #include "General/Streams/RealFile.h"
-
-#if __has_include("General/Resources/AsyncImporter.h")
-#include "General/Resources/AsyncImporter.h"
-#define VLIB_HAVE_ASYNC_IMPORTER 1
-#else
-#define VLIB_HAVE_ASYNC_IMPORTER 0
-#endif
 
 using TString = TStringInt<TDynamicStringAllocationStrategy>;
 using vlib::detail::CallNoThrow;
@@ -703,9 +697,7 @@ void TResourceManager::Initialise() {
     if (m_TypeRules != nullptr && config != nullptr && !config->TypeRuleFile.IsEmpty())
         (void)m_TypeRules->Load(config->TypeRuleFile);
     m_Initialised = 1;
-#if VLIB_HAVE_ASYNC_IMPORTER
     TAsyncImporter::StartUp();
-#endif
     if (config == nullptr)
         return;
     for (unsigned index = 0; index < config->GetNumResourceBanks(); ++index) {
@@ -724,9 +716,7 @@ void TResourceManager::Shutdown() {
         return;
     m_Initialised = 0;
     // The worker may be loading into a bank: it stops before any bank goes.
-#if VLIB_HAVE_ASYNC_IMPORTER
     TAsyncImporter::ShutDown();
-#endif
     for (TResourceBank *bank : m_Banks) {
         (void)bank->Close();
         delete bank;
@@ -753,12 +743,5 @@ TDynamicString vlib::detail::DefaultListFile() {
 }
 
 void vlib::detail::QueueAsyncImport(TBankResourcePair pair) {
-#if VLIB_HAVE_ASYNC_IMPORTER
     TAsyncImporter::AddToQueue(pair);
-#else
-    // Without the worker the load runs here, on the caller's thread.
-    TResourceBank *bank = static_cast<TResourceBank *>(pair.bank);
-    if (!bank->ImportEntry(pair.resource))
-        vlib::detail::TResourceAccess::SetAsyncState(*pair.resource, AS_Idle);
-#endif
 }

@@ -15,6 +15,7 @@
 #include "General/Resources/Detail/ResourceAccess.h"
 #include "General/Resources/ResourceBank.h"
 #include "ResourceTestTypes.h"
+#include "Support/Eventually.h"
 #include "Support/TempDir.h"
 
 namespace {
@@ -200,6 +201,24 @@ TEST_F(ResourceManagerTest, QueuedResourcesAndReferenceFlags) {
     EXPECT_EQ(alpha->GetRefCount(), 1u);
     vlib::detail::TResourceAccess::SetAsyncState(*alpha, AS_Loaded);
     Manager().ReleaseResource(alpha);
+}
+
+TEST_F(ResourceManagerTest, AsynchronousImportLoadsOnTheWorker) {
+    TSignalLog log;
+    TResource *beta = Manager().ImportResource("beta", kImportAsync);
+    ASSERT_NE(beta, nullptr);
+    // The import has ended at once; the load (and its nested import) follows on the worker.
+    EXPECT_EQ(log.Words.at(1), "EndImport");
+    ASSERT_TRUE(Eventually([&] { return beta->GetAsyncState() == AS_Loaded; },
+                           std::chrono::milliseconds(20000)));
+    auto *text = static_cast<TTextResource *>(beta);
+    ASSERT_EQ(text->Imports.size(), 1u);
+    EXPECT_EQ(static_cast<TTextResource *>(text->Imports[0])->Value("colour"), "red");
+    // Once loaded, a synchronous import hands out the same object.
+    TResource *again = Manager().ImportResource("beta", 0);
+    EXPECT_EQ(again, beta);
+    Manager().ReleaseResource(again);
+    Manager().ReleaseResource(beta);
 }
 
 TEST_F(ResourceManagerTest, ExportsAndStoringResources) {
