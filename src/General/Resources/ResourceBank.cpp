@@ -867,8 +867,11 @@ bool TResourceBank::ReadList(TFileObj *file) {
     // Every value of the list ends its line: a file cut short inside a value ends elsewhere.
     const int length = file->Length();
     char last = 0;
-    return ok && length > 0 && file->Seek(length - 1, TFileObj::SeekStart) &&
-           file->Read(&last, 1) == 1 && last == '\n';
+    ok = ok && length > 0 && file->Seek(length - 1, TFileObj::SeekStart) &&
+         file->Read(&last, 1) == 1 && last == '\n';
+    if (!ok)
+        DropEntries(); // a list is taken whole or not at all
+    return ok;
 }
 
 bool TResourceBank::WriteList(TFileObj *file) {
