@@ -509,8 +509,14 @@ TResourceBankEntry *TResourceBank::InsertEntry(const TResourceBankEntryData &rec
     if (entry == nullptr)
         return nullptr;
     entry->Data().Bank = this;
-    if (entry->Data().Tag.GetLength() != record.Tag.GetLength() ||
-        !CallNoThrow([&] { m_Entries.emplace(id, entry); })) {
+    bool indexed = false;
+    if (entry->Data().Tag.GetLength() != record.Tag.GetLength() || !CallNoThrow([&] {
+            m_Index.Insert(id, entry);
+            indexed = true;
+            m_Entries.emplace(id, entry);
+        })) {
+        if (indexed)
+            m_Index.Erase(id);
         delete entry;
         return nullptr;
     }
@@ -524,8 +530,7 @@ TResourceBankEntry *TResourceBank::InsertEntry(const TResourceBankEntryData &rec
 }
 
 TResourceBankEntry *TResourceBank::FindEntryFast(unsigned long id) {
-    auto found = m_Entries.find(static_cast<uint32_t>(id));
-    return found != m_Entries.end() ? found->second : nullptr;
+    return m_Index.Find(static_cast<uint32_t>(id));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -660,6 +665,7 @@ void TResourceBank::DropEntries() {
         delete entry;
     }
     m_Entries.clear();
+    m_Index.Clear();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -795,6 +801,31 @@ bool TResourceBank::ReadListFile() {
     return ok;
 }
 
+namespace {
+
+/// Reads a parameter list in the form TParameterList::WriteAscii gives it. The count is held
+/// to what the file could hold (a pair takes at least "Name=\nValue=\n"), so a damaged
+/// count cannot make the reader grow the list without end.
+bool ReadParameters(TIOAdapter &io, TParameterList &parameters, int fileLength) {
+    constexpr unsigned kSmallestPair = 12;
+    unsigned int count = 0;
+    io.StreamUnsignedInt(count, "Count");
+    if (io.IsBad() || fileLength < 0 || count > static_cast<unsigned>(fileLength) / kSmallestPair)
+        return false;
+    for (unsigned int i = 0; i < count; ++i) {
+        TString name;
+        TString value;
+        io.StreamString(name, "Name");
+        io.StreamString(value, "Value");
+        if (io.IsBad() || name.IsEmpty())
+            return false;
+        parameters.AddParameter(name, value, nullptr);
+    }
+    return true;
+}
+
+} // namespace
+
 bool TResourceBank::ReadList(TFileObj *file) {
     TAsciiInFilter in;
     if (!in.Open(file))
@@ -829,7 +860,8 @@ bool TResourceBank::ReadList(TFileObj *file) {
             io.StreamString(sourcePath, "Source");
             io.StreamString(compiledPath, "Compiled");
             io.StreamString(typeName, "Type");
-            parameters.ReadAscii(in);
+            if (!ReadParameters(io, parameters, file->Length()))
+                return;
             io.StreamInt(flags, "Flags");
             if (io.IsBad() || typeName.IsEmpty())
                 return;
@@ -1099,6 +1131,7 @@ void TResourceBank::RemoveEntry(unsigned long id, bool deleteFiles) {
     }
     if (TResource *resource = entry->GetResource())
         resource->Orphan();
+    m_Index.Erase(found->first);
     m_Entries.erase(found);
     delete entry;
 }

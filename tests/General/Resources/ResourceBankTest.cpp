@@ -7,12 +7,14 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <random>
 #include <set>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "General/Resources/Detail/EntryIndex.h"
 #include "General/Resources/ResourceManager.h"
 #include "General/Resources/ResourceRuleFile.h"
 #include "ResourceTestTypes.h"
@@ -648,6 +650,39 @@ TEST_F(ResourceBankTest, LoadsUnderFailingAllocationsLeakNothing) {
             EXPECT_TRUE(name == "rules.rre" || name == "faults" || name == "faults.vrb") << name;
         }
         EXPECT_TRUE(attempt()); // and every resource is still there
+    }
+}
+
+TEST(IdIndex, MatchesAnOrderedMapUnderRandomInsertsAndErases) {
+    // Ids from a small range collide often, so runs form and erasing must shift them back.
+    struct Case {
+        uint32_t range;
+        int operations;
+    };
+    const Case kCases[] = {{50, 2000}, {5000, 20000}, {0xFFFFFFFFu, 20000}};
+    std::vector<int> values(64);
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.range);
+        vlib::detail::TIdIndex<int> index;
+        std::map<uint32_t, int *> reference;
+        std::mt19937 random(7);
+        for (int i = 0; i < c.operations; ++i) {
+            const uint32_t id = static_cast<uint32_t>(random() % c.range) * 2654435761u;
+            if (random() % 3 == 0) {
+                index.Erase(id);
+                reference.erase(id);
+            } else {
+                int *value = &values[random() % values.size()];
+                index.Insert(id, value);
+                reference[id] = value;
+            }
+            const uint32_t probe = static_cast<uint32_t>(random() % c.range) * 2654435761u;
+            const auto found = reference.find(probe);
+            ASSERT_EQ(index.Find(probe), found == reference.end() ? nullptr : found->second);
+        }
+        ASSERT_EQ(index.GetCount(), reference.size());
+        for (const auto &[id, value] : reference)
+            ASSERT_EQ(index.Find(id), value);
     }
 }
 

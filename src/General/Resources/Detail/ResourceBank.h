@@ -14,6 +14,7 @@
 #include "General/Core/StringInt.h"
 #include "General/Resources/BankStore.h"
 #include "General/Resources/CompiledResource.h"
+#include "General/Resources/Detail/EntryIndex.h"
 #include "General/Resources/ResourceBank.h"
 #include "General/Streams/FileTime.h"
 
@@ -223,9 +224,10 @@ private:
     bool ReadCompiledHeader(TResourceBankEntry *entry, TCompiledResourceFileHeader &header);
 
     TString m_ListFile;
-    TBankFileSystem_I *m_Store = nullptr;              // owned
-    TBankFileSystem_I *m_SecondStore = nullptr;        // owned
-    TLibMap<uint32_t, TResourceBankEntry *> m_Entries; // owned
+    TBankFileSystem_I *m_Store = nullptr;               // owned
+    TBankFileSystem_I *m_SecondStore = nullptr;         // owned
+    TLibMap<uint32_t, TResourceBankEntry *> m_Entries;  // owned; the walks go in id order
+    vlib::detail::TIdIndex<TResourceBankEntry> m_Index; // the same entries, for lookups
     uint32_t m_TreeHash = 0;
     TFileTime m_RuleTime;
     TResourceRuleFile *m_Rules = nullptr; // owned when m_OwnsRules
