@@ -603,6 +603,16 @@ TEST_F(ResourceBankTest, DeleteCompiledRemoveEntryAndCopyEntryFiles) {
     EXPECT_FALSE(copy->CopyEntryFiles(bank, bank->FindEntry(StrToID("only")), true, false, false));
     EXPECT_EQ(copy->FindEntry(StrToID("only")), nullptr);
 
+    // A parameter set on one entry changes that entry only, though lists are shared.
+    TResourceBankEntry_I *beta = bank->FindEntry(StrToID("beta"));
+    TResourceBankEntry_I *alphaEntry = bank->FindEntry(StrToID("alpha"));
+    beta->SetParameter("DoNotCompile", "true");
+    EXPECT_TRUE(beta->GetBoolParameter("donotcompile", false));
+    EXPECT_FALSE(alphaEntry->GetBoolParameter("donotcompile", false));
+    beta->SetParameter("donotcompile", "false");
+    EXPECT_FALSE(beta->GetBoolParameter("donotcompile", true));
+    EXPECT_EQ(static_cast<TResourceBankEntry *>(beta)->GetParameters()->GetParameterCount(), 1);
+
     TTextResource *resource = ImportText("alpha");
     ASSERT_NE(resource, nullptr);
     bank->RemoveEntry(StrToID("alpha"), true);
