@@ -1286,11 +1286,16 @@ unsigned long TResourceBank::GetCheckMode() {
     return m_CheckMode;
 }
 
+std::atomic<uint32_t> TResourceBankEntry::ms_CheckRound{1};
+
+void TResourceBankEntry::StartCheckRound() {
+    uint32_t round = ms_CheckRound.load(std::memory_order_relaxed);
+    uint32_t next;
+    do {
+        next = round + 1 == 0 ? 1 : round + 1; // 0 stays "never checked"
+    } while (!ms_CheckRound.compare_exchange_weak(round, next, std::memory_order_acq_rel));
+}
+
 void TResourceBank::ClearAllChecked() {
-    TResourceManager_I &manager = GetResourceManager();
-    for (unsigned long i = 0; i < manager.GetNumBanks(); ++i)
-        for (auto &[id, entry] : Concrete(manager.GetBank(i))->m_Entries)
-            entry->SetChecked(false);
-    for (auto &[id, entry] : m_Entries)
-        entry->SetChecked(false); // a bank not (yet) in the manager's list
+    TResourceBankEntry::StartCheckRound();
 }

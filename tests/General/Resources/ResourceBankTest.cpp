@@ -526,6 +526,12 @@ TEST_F(CompiledFixture, CachedModeChecksOnceAndNeverModeTrustsTheFile) {
     // The compiled file goes; a cached check does not read it again.
     ASSERT_TRUE(bank->GetSecondStore()->DeleteFile("./data/beta.txt.testtext.bin"));
     EXPECT_TRUE(bank->CheckDependencies(beta));
+    // Writing any entry's file ends every cached check: the next one reads again.
+    TTextResource *alpha = ImportText("alpha");
+    ASSERT_NE(alpha, nullptr);
+    EXPECT_TRUE(GetResourceManager().ExportResource(alpha));
+    GetResourceManager().ReleaseResource(alpha);
+    EXPECT_FALSE(bank->CheckDependencies(beta));
     bank->SetCheckMode(2);
     EXPECT_FALSE(bank->CheckDependencies(beta));
     bank->SetCheckMode(0);

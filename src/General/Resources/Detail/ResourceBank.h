@@ -4,6 +4,8 @@
 // The classes are exported only so that the tests can reach them; clients use the interfaces.
 #pragma once
 
+#include <atomic>
+
 #include <cstdint>
 
 #include "General/Components/ParameterList.h"
@@ -83,8 +85,11 @@ public:
     TResourceBank *GetOwner() const { return m_Data.Bank; }
     void SetResource(TResource *resource) { m_Resource = resource; }
     bool IsOutOfDate() const { return m_OutOfDate; }
-    bool IsChecked() const { return m_Checked; }
-    void SetChecked(bool checked) { m_Checked = checked; }
+    /// The dependency check passed since the last write of any entry's file.
+    bool IsChecked() const { return m_CheckedInRound == CurrentCheckRound(); }
+    void SetChecked(bool checked) { m_CheckedInRound = checked ? CurrentCheckRound() : 0; }
+    /// Makes every entry of every bank unchecked at once: the next round of checks begins.
+    static void StartCheckRound();
     /// Stores a compiled path: interned directory, name and hash, told to both stores.
     void SetCompiledName(const TString &path);
     /// The entry's parameters; null when it has none.
@@ -98,9 +103,14 @@ public:
 private:
     TResourceBankEntryData m_Data;
     TResource *m_Resource = nullptr; // not owned: no reference is held through it
-    bool m_Checked = false;
+    // A round number rather than a flag, so that a write that invalidates every entry's check
+    // costs one increment instead of a walk over all entries of all banks.
+    uint32_t m_CheckedInRound = 0; // 0: never checked
     bool m_OutOfDate = false;
     TCompiledResourceFileHeader m_Header;
+
+    static uint32_t CurrentCheckRound() { return ms_CheckRound.load(std::memory_order_acquire); }
+    static std::atomic<uint32_t> ms_CheckRound; // starts at 1; never 0
 };
 
 /// A bank over a main store and an optional second store for compiled files.
