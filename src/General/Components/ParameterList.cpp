@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "General/Config/IniFile.h"
 #include "General/Core/StrToID.h"
 #include "General/Streams/AsciiFilter.h"
 #include "General/Streams/IOAdapter.h"
@@ -193,13 +194,14 @@ void TParameterList::ReadAscii(TAsciiInFilter &filter) {
     TIOAdapter io(&filter);
     unsigned int count = 0;
     io.StreamUnsignedInt(count, "Count");
+    // The pairs are read as the adapter reads strings, but with each read's result: past
+    // the end of the text a read fails without marking anything bad, and a count larger
+    // than the text must not add empty pairs.
     for (unsigned int i = 0; i < count && !io.IsBad(); ++i) {
         TString name;
         TString value;
-        io.StreamString(name, "Name");
-        io.StreamString(value, "Value");
-        if (io.IsBad())
-            break; // a count larger than the text never adds empty pairs
+        if (!TIniFile::GetNextIniString(name, filter) || !TIniFile::GetNextIniString(value, filter))
+            break;
         m_Parameters.emplace_back(std::move(name), std::move(value));
     }
 }

@@ -137,6 +137,31 @@ TEST(ParameterList, TextRoundTrip) {
     EXPECT_EQ(back.GetHash(), list.GetHash()) << text;
 }
 
+TEST(ParameterList, TextCountLargerThanTheTextAddsNoPairs) {
+    struct Case {
+        const char *text;
+        int pairs;
+    };
+    constexpr Case kCases[] = {
+        {"Count=2000000000\n", 0},
+        {"Count=2000000000\nName=a\nValue=b\n", 1},
+        {"Count=2000000000\nName=a\n", 0},
+        {"Count=3\nName=a\nValue=\nName=b\nValue=2", 2},
+    };
+    for (const Case &c : kCases) {
+        SCOPED_TRACE(c.text);
+        std::string text = c.text;
+        TFixedFileBuf in;
+        ASSERT_TRUE(in.Open(reinterpret_cast<unsigned char *>(text.data()),
+                            static_cast<int>(text.size()), 2));
+        TAsciiInFilter filter;
+        ASSERT_TRUE(filter.Open(&in));
+        TParameterList list;
+        list.ReadAscii(filter);
+        EXPECT_EQ(list.GetParameterCount(), c.pairs);
+    }
+}
+
 TEST(ParameterSubstituter, ReplacesToAFixedPoint) {
     struct Case {
         const char *key;
