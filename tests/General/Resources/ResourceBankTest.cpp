@@ -435,8 +435,11 @@ TEST_F(ResourceBankTest, HeadersOfSourceAndBinarySourceFiles) {
 class CompiledFixture : public ResourceBankTest {
 protected:
     void Build(int kind) {
-        m_Location = StoreLocation(m_Dir, kind, "dep");
-        m_Compiled = StoreLocation(m_Dir, kind, "dep-compiled");
+        // Fresh stores each time: a compiled file left by an earlier build would be trusted
+        // (its source is within the tolerance) and keep that build's source time.
+        const std::string name = "dep" + std::to_string(++m_Builds);
+        m_Location = StoreLocation(m_Dir, kind, name.c_str());
+        m_Compiled = StoreLocation(m_Dir, kind, (name + "-compiled").c_str());
         ASSERT_TRUE(WriteTree(kind, m_Location, kTree));
         GetResourceManager().SetStoreAutocompiledResources(true);
         ASSERT_NE(OpenBoth(kind), nullptr);
@@ -452,6 +455,7 @@ protected:
     }
     std::string m_Location;
     std::string m_Compiled;
+    int m_Builds = 0;
 };
 
 TEST_F(CompiledFixture, DependencyCheckReasonsAndTolerance) {
@@ -467,7 +471,10 @@ TEST_F(CompiledFixture, DependencyCheckReasonsAndTolerance) {
     const Case kCases[] = {
         {"untouched", nullptr, 0, 1, false, {}},
         {"source one second newer", "./data/beta.txt", second, 1, false, {}},
+        {"source two seconds newer", "./data/beta.txt", 2 * second, 1, false, {}},
+        {"source two seconds older", "./data/beta.txt", -2 * second, 1, false, {}},
         {"source past the tolerance", "./data/beta.txt", 2 * second + 1, 1, false, {1}},
+        {"source past the tolerance, older", "./data/beta.txt", -2 * second - 1, 1, false, {1}},
         {"unfinished file", nullptr, 0, 0xFFFFFFFFu, false, {0}},
         {"flag 2", nullptr, 0, 2, false, {0}},
         {"dependency newer", "./data/alpha.txt", 3 * second, 1, false, {4}},
