@@ -3,6 +3,7 @@
 // triggers, queued resources, exports, and adding and storing resources in a bank.
 #include "General/Resources/ResourceManager.h"
 
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include "General/Config/ConfigInfo.h"
 #include "General/Config/ResourceConfig.h"
 #include "General/Diagnostics/EventTrigger.h"
 #include "General/Resources/Detail/ResourceAccess.h"
@@ -286,6 +288,41 @@ TEST_F(ResourceManagerTest, ExportsAndStoringResources) {
         0, m_Dir.File("tree").c_str(), m_Dir.File("paths.rre").c_str(), false, TDynamicString());
     ASSERT_NE(reopened, nullptr);
     EXPECT_NE(reopened->FindEntry(StrToID("fresh")), nullptr);
+}
+
+TEST(ResourceManagerSettings, InitialiseOpensTheConfiguredBanksInIndexOrder) {
+    TTempDir dir;
+    std::ofstream(dir.File("paths.rre")) << kPathRules;
+    ASSERT_TRUE(WriteTree(0, dir.File("first"), {{"./a/shared.txt", "from=first\n"}}));
+    ASSERT_TRUE(WriteTree(0, dir.File("second"),
+                          {{"./b/shared.txt", "from=second\n"}, {"./b/own.txt", "k=1\n"}}));
+    std::filesystem::create_directories(dir.File("compiled"));
+    // Bank 1 is a read-only pack that does not exist: it is left out without a word.
+    const std::string rules = dir.File("paths.rre");
+    std::ofstream(dir.File("game.ini"))
+        << "[ResourceSystem]\nNumberOfResourceBanks=3\n"
+        << "ResourceBank0=FileSystem \"" << dir.File("second") << "\" FileSystem \""
+        << dir.File("compiled") << "\" \"" << rules << "\" \"list.vrl\" \"main\"\n"
+        << "ResourceBank1=PackedFileReadOnly \"" << dir.File("absent") << "\"\n"
+        << "ResourceBank2=FileSystem \"" << dir.File("first") << "\" FileSystem \""
+        << dir.File("compiled2") << "\" \"" << rules << "\" \"list.vrl\" \"extra\"\n";
+    TConfigInfo config(TDynamicString(dir.File("game.ini").c_str()), TDynamicString(""));
+    TResourceManager_I &manager = GetResourceManager();
+    ASSERT_TRUE(manager.AddFactory(&TTextResource::Factory));
+    manager.Initialise();
+    ASSERT_EQ(manager.GetNumBanks(), 2u);
+    EXPECT_EQ(std::string(manager.GetBank(0)->GetLocation().GetData()), dir.File("second") + "/");
+    EXPECT_EQ(std::string(manager.GetBank(1)->GetLocation().GetData()), dir.File("first") + "/");
+    EXPECT_NE(manager.GetBank(0)->GetSecondStore(), nullptr);
+    EXPECT_NE(manager.GetBank(1)->GetSecondStore(), nullptr);
+    // The bank of index 0 is searched first.
+    auto *shared = dynamic_cast<TTextResource *>(manager.ImportResource("shared", 0));
+    ASSERT_NE(shared, nullptr);
+    EXPECT_EQ(shared->Value("from"), "second");
+    manager.ReleaseResource(shared);
+    manager.Shutdown();
+    EXPECT_EQ(manager.GetNumBanks(), 0u);
+    (void)manager.RemoveFactory(&TTextResource::Factory);
 }
 
 } // namespace
