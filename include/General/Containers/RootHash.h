@@ -41,9 +41,15 @@ protected:
     void InsertObject(TRootObject *object) override;
 
 private:
-    struct TEntry : TBaseAllocator {
+    struct TEntry {
         TRootObject *Object; // owned
-        TEntry *Next;        // owned
+        TEntry *Next;        // not owned: entries live in the slabs
+    };
+    /// A block of entries from the allocator; slabs are chained and freed with the table.
+    struct TSlab {
+        TSlab *Next; // owned
+        uint32_t Capacity;
+        TEntry *Entries() { return reinterpret_cast<TEntry *>(this + 1); }
     };
     struct TCursor {
         TEntry **Bucket = nullptr;
@@ -54,12 +60,21 @@ private:
     uint32_t Bucket(int id) const;
     void Grow();
     void FreeEntries();
+    /// An entry from the free list or the newest slab; null without memory for a slab.
+    TEntry *NewEntry();
+    /// Puts an entry back on the free list.
+    void FreeEntry(TEntry *entry);
+    /// Frees every slab; no entry may be in use.
+    void ReleaseSlabs();
 
     uint32_t m_EntryCount = 0;
     uint32_t m_Bits = 6;
     uint32_t m_BucketCount = 64;
     uint32_t m_Mask = 63;
-    TEntry **m_Buckets = nullptr; // owned array
+    TEntry **m_Buckets = nullptr;    // owned array
+    TSlab *m_Slabs = nullptr;        // owned chain, newest first
+    uint32_t m_SlabUsed = 0;         // entries handed out of the newest slab
+    TEntry *m_FreeEntries = nullptr; // not owned: returned entries, linked through Next
     bool m_GrowthEnabled = true;
     uint32_t m_ShrinkThreshold = 0;
     uint32_t m_GrowThreshold = 512;

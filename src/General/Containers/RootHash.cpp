@@ -1,7 +1,9 @@
 // The hashed store: chained buckets that double at an average chain of the load constant
-// times two, with growth held back while a cursor walks the table.
+// times two, with growth held back while a cursor walks the table. Entries are carved from
+// slabs the table owns, so a large load costs a few blocks instead of one per object.
 #include "General/Containers/RootHash.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -17,6 +19,10 @@ void *AllocBuckets(uint32_t count) {
     return block;
 }
 
+/// Entries in the first slab; each further slab doubles, up to the largest.
+constexpr uint32_t kFirstSlab = 64;
+constexpr uint32_t kLargestSlab = 8192;
+
 } // namespace
 
 TRootHash::TRootHash() {
@@ -26,7 +32,46 @@ TRootHash::TRootHash() {
 
 TRootHash::~TRootHash() {
     DeleteAll();
+    ReleaseSlabs();
     GetAllocatorInstance().Unalloc(reinterpret_cast<unsigned char *>(m_Buckets));
+}
+
+TRootHash::TEntry *TRootHash::NewEntry() {
+    if (m_FreeEntries != nullptr) {
+        TEntry *entry = m_FreeEntries;
+        m_FreeEntries = entry->Next;
+        return entry;
+    }
+    if (m_Slabs == nullptr || m_SlabUsed == m_Slabs->Capacity) {
+        const uint32_t capacity =
+            m_Slabs == nullptr ? kFirstSlab : std::min(m_Slabs->Capacity * 2, kLargestSlab);
+        const size_t bytes = sizeof(TSlab) + sizeof(TEntry) * capacity;
+        auto *slab = reinterpret_cast<TSlab *>(
+            GetAllocatorInstance().Alloc(static_cast<unsigned long>(bytes)));
+        if (slab == nullptr)
+            return nullptr;
+        slab->Next = m_Slabs;
+        slab->Capacity = capacity;
+        m_Slabs = slab;
+        m_SlabUsed = 0;
+    }
+    return &m_Slabs->Entries()[m_SlabUsed++];
+}
+
+void TRootHash::FreeEntry(TEntry *entry) {
+    entry->Object = nullptr;
+    entry->Next = m_FreeEntries;
+    m_FreeEntries = entry;
+}
+
+void TRootHash::ReleaseSlabs() {
+    while (m_Slabs != nullptr) {
+        TSlab *next = m_Slabs->Next;
+        GetAllocatorInstance().Unalloc(reinterpret_cast<unsigned char *>(m_Slabs));
+        m_Slabs = next;
+    }
+    m_SlabUsed = 0;
+    m_FreeEntries = nullptr;
 }
 
 uint32_t TRootHash::Bucket(int id) const {
@@ -61,7 +106,7 @@ void TRootHash::InsertObject(TRootObject *object) {
     if (m_Buckets == nullptr) // the constructor found no memory: try again now
         m_Buckets = static_cast<TEntry **>(AllocBuckets(m_BucketCount));
     if (m_Buckets != nullptr && GetObject(id) == nullptr) {
-        TEntry *entry = new TEntry;
+        TEntry *entry = NewEntry();
         if (entry != nullptr) {
             TEntry *&head = m_Buckets[Bucket(id)];
             entry->Object = object;
@@ -120,7 +165,7 @@ bool TRootHash::RemoveObject(TRootObject *object) {
             if (m_Cursor.Entry == gone)
                 NextCursor();
             *link = gone->Next;
-            delete gone;
+            FreeEntry(gone);
             --m_EntryCount;
         }
     }
@@ -141,7 +186,7 @@ void TRootHash::DeleteAll() {
             } else {
                 // An entry whose object does not find its way back here.
                 m_Buckets[i] = head->Next;
-                delete head;
+                FreeEntry(head);
                 --m_EntryCount;
                 ClearContainer(object);
                 Delete(object);
@@ -155,15 +200,10 @@ void TRootHash::DeleteAll() {
 }
 
 void TRootHash::FreeEntries() {
-    if (m_Buckets == nullptr)
-        return;
-    for (uint32_t i = 0; i < m_BucketCount; ++i) {
-        while (m_Buckets[i] != nullptr) {
-            TEntry *next = m_Buckets[i]->Next;
-            delete m_Buckets[i];
-            m_Buckets[i] = next;
-        }
-    }
+    // Every entry lives in a slab, so clearing the buckets and freeing the slabs frees them all.
+    if (m_Buckets != nullptr)
+        std::memset(m_Buckets, 0, sizeof(TEntry *) * m_BucketCount);
+    ReleaseSlabs();
 }
 
 void TRootHash::ResetCursor() {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "General/Core/LibAllocator.h"
 #include "Support/ContainerItems.h"
 
 namespace {
@@ -82,6 +83,34 @@ TEST(RootHash, DeleteAllContinuesIds) {
     auto *next = MakeItem(0, "");
     hash.AddObject(next);
     EXPECT_EQ(next->GetID(), 3);
+}
+
+TEST(RootHash, ReusesEntriesOfRemovedObjectsAndFreesAllWithTheStore) {
+    const size_t before = GetAllocatorInstance().GetLiveBlocks();
+    {
+        THashAccess hash;
+        const size_t empty = GetAllocatorInstance().GetLiveBlocks();
+        testing::internal::CaptureStdout();
+        AddItems(hash, 600);
+        for (int id = 0; id < 600; id += 3)
+            hash.GetObject(id)->Delete(); // leaves through RemoveObject
+        AddItems(hash, 300);              // takes the freed entries, then new ones
+        (void)testing::internal::GetCapturedStdout();
+        ASSERT_EQ(hash.Size(), 700);
+        std::set<int> seen;
+        for (hash.ResetCursor(); hash.GetCursor() != nullptr; hash.NextCursor()) {
+            TRootObject *object = hash.GetCursor();
+            EXPECT_TRUE(seen.insert(object->GetID()).second);
+            EXPECT_EQ(hash.GetObject(object->GetID()), object);
+        }
+        EXPECT_EQ(seen.size(), 700u);
+        EXPECT_EQ(hash.GetObject(3), nullptr);
+        hash.DeleteAll();
+        EXPECT_EQ(GetAllocatorInstance().GetLiveBlocks(), empty); // a larger bucket array now
+        AddItems(hash, 2); // the store works on after its entries were freed
+        EXPECT_EQ(hash.Size(), 2);
+    }
+    EXPECT_EQ(GetAllocatorInstance().GetLiveBlocks(), before);
 }
 
 } // namespace
