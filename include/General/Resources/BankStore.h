@@ -15,6 +15,9 @@
 
 class TBankFileSystem_I;
 class TManagedFileBuf;
+namespace vlib::detail {
+template <class T> class TIdIndex;
+}
 
 /// Called by TBankFileSystem_I::Enumerate with each file; false stops the walk.
 class VLIB_API TBankFileVisitor_I {
@@ -116,6 +119,8 @@ public:
     static constexpr uint32_t kHeaderSize = 16;
 
     TBankPackedFile() = default;
+    TBankPackedFile(const TBankPackedFile &) = delete;
+    TBankPackedFile &operator=(const TBankPackedFile &) = delete;
     /// Closes the store if it is still open.
     ~TBankPackedFile() override;
 
@@ -151,11 +156,23 @@ private:
         bool InUse = false;
         TSubFile *File = nullptr; // owned
     };
+    struct TOpenBuffer {
+        TManagedFileBuf *Buffer = nullptr; // owned
+        uint32_t Hash = 0;
+    };
 
     TPackRecord *Find(uint32_t hash);
     TPackRecord *Find(const TDynamicString &path);
     TDynamicString FullPath(const TPackRecord &record) const;
     TFileObj *OpenWindow(const TPackRecord &record, unsigned long mode);
+    /// A memory copy of a record of a writable pack; `path` names a record made for writing.
+    TFileObj *OpenBuffer(uint32_t hash, TPackRecord *record, const TDynamicString *path,
+                         unsigned long mode);
+    /// Fills the hash index from the records; on failure lookups use the map alone.
+    void BuildIndex();
+    /// Adds a new record to the hash index, or gives the index up when that fails.
+    void IndexRecord(uint32_t hash, TPackRecord *record);
+    void DropIndex();
     bool WriteHeader(uint32_t version);
     bool WriteDirectory();
     bool ReadDirectory();
@@ -173,7 +190,9 @@ private:
     uint64_t m_DataEnd = kHeaderSize;
     uint64_t m_DirectorySize = 4;
     TLibMap<uint32_t, TPackRecord> m_Records;
-    TLibMap<TManagedFileBuf *, uint32_t> m_OpenFiles; // buffers owned; values are hashes
+    vlib::detail::TIdIndex<TPackRecord> *m_Index = nullptr; // owned; points into m_Records
+    bool m_IndexValid = false; // false: m_Index may lag behind m_Records, so it is not used
+    TLibVector<TOpenBuffer> m_OpenFiles;
     TCriticalSection m_Lock;
     bool m_NeedsCompacting = false;
     TLibVector<TWindow> m_Windows;

@@ -3,6 +3,7 @@
 // fresh pack that then replaces the old one by an atomic rename.
 #include "General/Resources/BankStore.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include "General/Core/Detail/NoThrow.h"
+#include "General/Resources/Detail/EntryIndex.h"
 #include "General/Resources/Detail/PackIndex.h"
 #include "General/Resources/Resource.h"
 #include "General/Streams/FileBuf.h"
@@ -247,6 +249,7 @@ TDynamicString TBankDirectory::GetPathOfHash(unsigned long hash) {
 TBankPackedFile::~TBankPackedFile() {
     if (m_IsOpen)
         (void)Close(); // a destructor cannot report
+    delete m_Index;
 }
 
 bool TBankPackedFile::Open(const TDynamicString &location, bool readOnly) {
@@ -264,6 +267,7 @@ bool TBankPackedFile::Open(const TDynamicString &location, bool readOnly) {
     m_NeedsCompacting = false;
     m_WriteFailed = false;
     m_Records.clear();
+    DropIndex();
     if (!m_File.Open(m_Path, readOnly ? kModeRead : kModeRead | kModeWrite))
         return false;
     m_IsOpen = true;
@@ -281,6 +285,7 @@ bool TBankPackedFile::Open(const TDynamicString &location, bool readOnly) {
             return false;
         }
         m_Dirty = false;
+        BuildIndex();
         return true;
     }
     unsigned char header[kHeaderSize];
@@ -350,6 +355,7 @@ bool TBankPackedFile::ReadDirectory() {
             m_Records[HashPathName(path.GetData())] = std::move(record);
         }
         m_DirectorySize = consumed;
+        BuildIndex();
         return true;
     };
     bool result = false;
@@ -430,7 +436,33 @@ TDynamicString TBankPackedFile::FullPath(const TPackRecord &record) const {
     return DirectoryName(record.Directory) + record.FileName;
 }
 
+void TBankPackedFile::DropIndex() {
+    if (m_Index != nullptr)
+        m_Index->Clear();
+    m_IndexValid = false;
+}
+
+void TBankPackedFile::BuildIndex() {
+    // Without memory for the index, lookups simply go on through the ordered map.
+    m_IndexValid = vlib::detail::CallNoThrow([&] {
+        if (m_Index == nullptr)
+            m_Index = new vlib::detail::TIdIndex<TPackRecord>;
+        m_Index->Clear();
+        for (auto &[hash, record] : m_Records)
+            m_Index->Insert(hash, &record);
+    });
+}
+
+void TBankPackedFile::IndexRecord(uint32_t hash, TPackRecord *record) {
+    if (m_IndexValid && !vlib::detail::CallNoThrow([&] { m_Index->Insert(hash, record); }))
+        DropIndex();
+}
+
 TPackRecord *TBankPackedFile::Find(uint32_t hash) {
+    // A pack holds thousands of files, and every open looks one up: the hash index probes
+    // a slot or two where the map would descend a deep tree.
+    if (m_IndexValid)
+        return m_Index->Find(hash);
     auto it = m_Records.find(hash);
     return it != m_Records.end() ? &it->second : nullptr;
 }
@@ -468,18 +500,22 @@ TFileObj *TBankPackedFile::OpenWindow(const TPackRecord &record, unsigned long m
 }
 
 TFileObj *TBankPackedFile::OpenFile(unsigned long hash, unsigned long mode) {
-    TPackRecord *record = Find(static_cast<uint32_t>(hash));
-    if (record == nullptr || (mode & (kModeWrite | kModeAppend)) != 0)
+    if (!m_IsOpen || (mode & (kModeWrite | kModeAppend)) != 0)
         return nullptr;
-    if (!m_ReadOnly)
-        return OpenFile(FullPath(*record), mode);
-    return OpenWindow(*record, mode);
+    TPackRecord *record = Find(static_cast<uint32_t>(hash));
+    if (record == nullptr)
+        return nullptr;
+    if (m_ReadOnly)
+        return OpenWindow(*record, mode);
+    // The record is at hand: no path is rebuilt and hashed again to find it a second time.
+    return OpenBuffer(static_cast<uint32_t>(hash), record, nullptr, mode);
 }
 
 TFileObj *TBankPackedFile::OpenFile(const TDynamicString &path, unsigned long mode) {
     if (!m_IsOpen)
         return nullptr;
-    TPackRecord *record = Find(path);
+    const uint32_t hash = HashPathName(path.GetData());
+    TPackRecord *record = Find(hash);
     if (record == nullptr && (mode & kModeWrite) == 0)
         return nullptr;
     if (m_ReadOnly) {
@@ -487,10 +523,15 @@ TFileObj *TBankPackedFile::OpenFile(const TDynamicString &path, unsigned long mo
             return nullptr;
         return OpenWindow(*record, mode);
     }
+    return OpenBuffer(hash, record, &path, mode);
+}
+
+TFileObj *TBankPackedFile::OpenBuffer(uint32_t hash, TPackRecord *record,
+                                      const TDynamicString *path, unsigned long mode) {
     return vlib::detail::CallNoThrow(
         [&]() -> TFileObj * {
-            const uint32_t hash = HashPathName(path.GetData());
-            auto *buffer = new TManagedFileBuf; // null without memory
+            m_OpenFiles.reserve(m_OpenFiles.size() + 1); // so the append below cannot throw
+            auto *buffer = new TManagedFileBuf;          // null without memory
             if (buffer == nullptr)
                 return nullptr;
             if (!buffer->Open(mode, 0)) {
@@ -500,10 +541,11 @@ TFileObj *TBankPackedFile::OpenFile(const TDynamicString &path, unsigned long mo
             if (record == nullptr) {
                 TPackRecord fresh;
                 TDynamicString directory;
-                SplitPath(path, directory, fresh.FileName);
+                SplitPath(*path, directory, fresh.FileName);
                 fresh.Directory = InternDirectory(directory);
                 fresh.Time.SetValue(0);
                 record = &m_Records.emplace(hash, std::move(fresh)).first->second;
+                IndexRecord(hash, record);
             } else if ((mode & kModeRead) != 0 && record->Offset != 0xFFFFFFFFu) {
                 buffer->Resize(static_cast<int>(record->Size));
                 const int size = static_cast<int>(record->Size);
@@ -515,10 +557,7 @@ TFileObj *TBankPackedFile::OpenFile(const TDynamicString &path, unsigned long mo
                 }
                 (void)buffer->Seek(0, TFileObj::SeekStart); // a buffer seek cannot fail
             }
-            if (!vlib::detail::CallNoThrow([&] { m_OpenFiles[buffer] = hash; })) {
-                delete buffer;
-                return nullptr;
-            }
+            m_OpenFiles.push_back(TOpenBuffer{buffer, hash});
             return buffer;
         },
         static_cast<TFileObj *>(nullptr));
@@ -545,11 +584,13 @@ void TBankPackedFile::CloseFile(TFileObj *file) {
 }
 
 void TBankPackedFile::CloseFileLocked(TManagedFileBuf *buffer) {
-    auto it = m_OpenFiles.find(buffer);
-    if (it == m_OpenFiles.end())
+    // Few files are open at a time, and the last opened is the usual one to close.
+    auto it = std::find_if(m_OpenFiles.rbegin(), m_OpenFiles.rend(),
+                           [&](const TOpenBuffer &open) { return open.Buffer == buffer; });
+    if (it == m_OpenFiles.rend())
         return;
-    const uint32_t hash = it->second;
-    m_OpenFiles.erase(it);
+    const uint32_t hash = it->Hash;
+    m_OpenFiles.erase(std::next(it).base());
     TPackRecord *record = Find(hash);
     if (record != nullptr && buffer->IsWriteable()) {
         const uint32_t size = static_cast<uint32_t>(buffer->Length());
@@ -572,12 +613,14 @@ void TBankPackedFile::CloseFileLocked(TManagedFileBuf *buffer) {
 bool TBankPackedFile::DeleteFile(const TDynamicString &path) {
     vlib::TCriticalSectionGuard guard(m_Lock);
     const uint32_t hash = HashPathName(path.GetData());
-    for (const auto &[buffer, openHash] : m_OpenFiles) {
-        if (openHash == hash)
+    for (const TOpenBuffer &open : m_OpenFiles) {
+        if (open.Hash == hash)
             return false;
     }
     if (m_Records.erase(hash) == 0)
         return false;
+    if (m_IndexValid)
+        m_Index->Erase(hash);
     m_NeedsCompacting = true;
     MarkDirty();
     return true;
@@ -645,7 +688,7 @@ bool TBankPackedFile::Flush() {
     {
         vlib::TCriticalSectionGuard guard(m_Lock);
         while (!m_OpenFiles.empty())
-            CloseFileLocked(m_OpenFiles.begin()->first);
+            CloseFileLocked(m_OpenFiles.front().Buffer);
     }
     if (m_Dirty) {
         if (WriteDirectory())
@@ -667,12 +710,13 @@ void TBankPackedFile::ReleaseAll() {
         delete window.File;
     }
     m_Windows.clear();
-    for (auto &[buffer, hash] : m_OpenFiles)
-        delete buffer;
+    for (TOpenBuffer &open : m_OpenFiles)
+        delete open.Buffer;
     m_OpenFiles.clear();
     if (m_File.IsOpen())
         (void)m_File.Close(); // written bytes were flushed or are reported through Flush
     m_Records.clear();
+    DropIndex();
     m_IsOpen = false;
 }
 

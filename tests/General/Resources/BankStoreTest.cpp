@@ -206,6 +206,41 @@ TEST(BankPackedFile, RewriteDeleteAndCompact) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.Path()), {}), 1);
 }
 
+TEST(BankPackedFile, ManyFilesByPathAndHashAfterDeletes) {
+    // Enough files that lookups by hash pass through crowded slots, and deletes among them.
+    vlib::test::TTempDir dir;
+    const std::string base = dir.File("many");
+    constexpr int kFiles = 500;
+    auto name = [](int i) { return "d" + std::to_string(i % 7) + "/f" + std::to_string(i); };
+    auto check = [&](TBankPackedFile &pack) {
+        for (int i = 0; i < kFiles; ++i) {
+            SCOPED_TRACE(name(i));
+            const bool kept = i % 3 != 0;
+            EXPECT_EQ(Get(pack, name(i)), kept ? "body " + std::to_string(i) : "<null>");
+            TFileObj *file = pack.OpenFile(HashPathName(name(i).c_str()), 2);
+            EXPECT_EQ(file != nullptr, kept);
+            if (file != nullptr) {
+                EXPECT_EQ(file->Length(), static_cast<int>(("body " + std::to_string(i)).size()));
+                pack.CloseFile(file);
+            }
+        }
+    };
+    {
+        TBankPackedFile pack;
+        ASSERT_TRUE(pack.Create(base.c_str()));
+        for (int i = 0; i < kFiles; ++i)
+            ASSERT_TRUE(Put(pack, name(i), "body " + std::to_string(i)));
+        for (int i = 0; i < kFiles; i += 3)
+            EXPECT_TRUE(pack.DeleteFile(name(i).c_str()));
+        check(pack);
+        EXPECT_TRUE(pack.Close());
+    }
+    TBankPackedFile pack;
+    ASSERT_TRUE(pack.Open(base.c_str(), false)); // the lookups now come from the directory
+    check(pack);
+    EXPECT_TRUE(pack.Close());
+}
+
 TEST(BankPackedFile, ReadOnlyWindowsAndLocations) {
     vlib::test::TTempDir dir;
     const std::string base = dir.File("p");
