@@ -156,6 +156,7 @@ private:
         bool InUse = false;
         TSubFile *File = nullptr; // owned
     };
+    static constexpr int kSpareLimit = 64 * 1024;
     struct TOpenBuffer {
         TManagedFileBuf *Buffer = nullptr; // owned
         uint32_t Hash = 0;
@@ -193,6 +194,7 @@ private:
     vlib::detail::TIdIndex<TPackRecord> *m_Index = nullptr; // owned; points into m_Records
     bool m_IndexValid = false; // false: m_Index may lag behind m_Records, so it is not used
     TLibVector<TOpenBuffer> m_OpenFiles;
+    TManagedFileBuf *m_Spare = nullptr; // owned; a closed buffer kept for the next open
     TCriticalSection m_Lock;
     bool m_NeedsCompacting = false;
     TLibVector<TWindow> m_Windows;

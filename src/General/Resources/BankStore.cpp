@@ -250,6 +250,7 @@ TBankPackedFile::~TBankPackedFile() {
     if (m_IsOpen)
         (void)Close(); // a destructor cannot report
     delete m_Index;
+    delete m_Spare;
 }
 
 bool TBankPackedFile::Open(const TDynamicString &location, bool readOnly) {
@@ -528,16 +529,23 @@ TFileObj *TBankPackedFile::OpenFile(const TDynamicString &path, unsigned long mo
 
 TFileObj *TBankPackedFile::OpenBuffer(uint32_t hash, TPackRecord *record,
                                       const TDynamicString *path, unsigned long mode) {
+    // The lock keeps the list of open buffers, the spare and the pack's file position whole
+    // while the importer thread opens and closes files beside the main thread.
+    vlib::TCriticalSectionGuard guard(m_Lock);
     return vlib::detail::CallNoThrow(
         [&]() -> TFileObj * {
             m_OpenFiles.reserve(m_OpenFiles.size() + 1); // so the append below cannot throw
-            auto *buffer = new TManagedFileBuf;          // null without memory
+            TManagedFileBuf *buffer = m_Spare;
+            m_Spare = nullptr;
+            if (buffer == nullptr)
+                buffer = new TManagedFileBuf; // null without memory
             if (buffer == nullptr)
                 return nullptr;
             if (!buffer->Open(mode, 0)) {
                 delete buffer;
                 return nullptr;
             }
+            buffer->Resize(0); // a spare still holds its last file's length
             if (record == nullptr) {
                 TPackRecord fresh;
                 TDynamicString directory;
@@ -591,8 +599,8 @@ void TBankPackedFile::CloseFileLocked(TManagedFileBuf *buffer) {
         return;
     const uint32_t hash = it->Hash;
     m_OpenFiles.erase(std::next(it).base());
-    TPackRecord *record = Find(hash);
-    if (record != nullptr && buffer->IsWriteable()) {
+    TPackRecord *record = buffer->IsWriteable() ? Find(hash) : nullptr;
+    if (record != nullptr) {
         const uint32_t size = static_cast<uint32_t>(buffer->Length());
         record->Size = size;
         record->Time = TFileTime::Now();
@@ -607,7 +615,12 @@ void TBankPackedFile::CloseFileLocked(TManagedFileBuf *buffer) {
         }
     }
     (void)buffer->Close(); // a memory buffer closes without fail
-    delete buffer;
+    // One closed buffer is kept for the next open, which then allocates nothing for a file
+    // no larger than this one; a large one is not held on to.
+    if (m_Spare == nullptr && buffer->Length() <= kSpareLimit)
+        m_Spare = buffer;
+    else
+        delete buffer;
 }
 
 bool TBankPackedFile::DeleteFile(const TDynamicString &path) {
@@ -713,6 +726,8 @@ void TBankPackedFile::ReleaseAll() {
     for (TOpenBuffer &open : m_OpenFiles)
         delete open.Buffer;
     m_OpenFiles.clear();
+    delete m_Spare;
+    m_Spare = nullptr;
     if (m_File.IsOpen())
         (void)m_File.Close(); // written bytes were flushed or are reported through Flush
     m_Records.clear();
