@@ -116,6 +116,22 @@ TEST_F(RootContainer, RoundTripsAreByteStableInEveryForm) {
     }
 }
 
+TEST_F(RootContainer, LargeStoresSaveEveryObject) {
+    // Enough objects that the save gathers them into a mapped list rather than a heap block.
+    constexpr int kCount = 70000;
+    TScopedStore<TRootHash> source("Large");
+    testing::internal::CaptureStdout(); // the table's growth messages
+    for (int i = 0; i < kCount; ++i)
+        source.AddObject(MakeItem(i * 3, i % 2 == 0 ? "even" : "odd", (i * 7) % kCount));
+    const std::string path = Path("large");
+    ASSERT_TRUE(source.Save(path.c_str(), 0, false));
+    source.DeRegisterMe();
+    TScopedStore<TRootMap> loaded("");
+    ASSERT_TRUE(loaded.Load(path.c_str(), 0, false));
+    (void)testing::internal::GetCapturedStdout();
+    ExpectSameItems(source, loaded);
+}
+
 TEST_F(RootContainer, BinaryLayoutListsHeadersBeforePayloads) {
     TScopedStore<TRootMap> source("AB");
     source.AddObject(MakeItem(5, "x"));
