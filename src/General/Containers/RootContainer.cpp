@@ -8,7 +8,6 @@
 #include <new>
 #include <optional>
 
-#include "Detail/GatherList.h"
 #include "Detail/WriteBuffer.h"
 #include "General/Containers/RootContainerBank.h"
 #include "General/Core/RuntimeClass.h"
@@ -162,7 +161,7 @@ private:
 /// of entries, one dependent cache miss after another, while a list can be read ahead.
 struct TWriteOrder {
     TRootContainer *Container = nullptr; // not owned
-    vlib::detail::TGatherList Objects;
+    TLibVector<TRootObject *> Objects;
 };
 
 /// The save in progress on this thread, if it could gather its objects.
@@ -178,17 +177,14 @@ public:
     explicit TWriteOrderScope(TRootContainer &container) {
         if (t_WriteOrder != nullptr)
             return; // a save within a save keeps to the store's walk
-        if (!m_Order.Objects.Reserve(static_cast<size_t>(std::max(container.Size(), 0))))
-            return;
-        bool complete = true;
-        {
+        try {
+            m_Order.Objects.reserve(static_cast<size_t>(std::max(container.Size(), 0)));
             TCursorGuard guard(container);
-            for (container.ResetCursor(); complete && container.GetCursor() != nullptr;
-                 container.NextCursor())
-                complete = m_Order.Objects.Add(container.GetCursor());
+            for (container.ResetCursor(); container.GetCursor() != nullptr; container.NextCursor())
+                m_Order.Objects.push_back(container.GetCursor());
+        } catch (const std::bad_alloc &) {
+            return;
         }
-        if (!complete)
-            return; // the walk found more objects than the store counts
         m_Order.Container = &container;
         t_WriteOrder = &m_Order;
     }
@@ -208,9 +204,9 @@ private:
 /// restored around it).
 template <class F> void ForEachObject(TRootContainer &container, F visit) {
     if (t_WriteOrder != nullptr && t_WriteOrder->Container == &container) {
-        const vlib::detail::TGatherList &objects = t_WriteOrder->Objects;
-        for (size_t i = 0; i < objects.Size(); ++i) {
-            if (i + kLookAhead < objects.Size())
+        const TLibVector<TRootObject *> &objects = t_WriteOrder->Objects;
+        for (size_t i = 0; i < objects.size(); ++i) {
+            if (i + kLookAhead < objects.size())
                 __builtin_prefetch(objects[i + kLookAhead]);
             if (!visit(objects[i]))
                 return;

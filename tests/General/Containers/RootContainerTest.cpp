@@ -117,7 +117,8 @@ TEST_F(RootContainer, RoundTripsAreByteStableInEveryForm) {
 }
 
 TEST_F(RootContainer, LargeStoresSaveEveryObject) {
-    // Enough objects that the save gathers them into a mapped list rather than a heap block.
+    // Enough objects for the hashed store to grow many times and for the save's gathered
+    // list to be megabytes long.
     constexpr int kCount = 70000;
     TScopedStore<TRootHash> source("Large");
     testing::internal::CaptureStdout(); // the table's growth messages
