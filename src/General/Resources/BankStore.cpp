@@ -541,10 +541,14 @@ TFileObj *TBankPackedFile::OpenBuffer(uint32_t hash, TPackRecord *record,
                 buffer = new TManagedFileBuf; // null without memory
             if (buffer == nullptr)
                 return nullptr;
-            if (!buffer->Open(mode, 0)) {
-                delete buffer;
+            // Deleted on every way out but the last, a heap exhausted while a new record is
+            // made included.
+            struct TOwned {
+                TManagedFileBuf *buffer;
+                ~TOwned() { delete buffer; }
+            } owned{buffer};
+            if (!buffer->Open(mode, 0))
                 return nullptr;
-            }
             buffer->Resize(0); // a spare still holds its last file's length
             if (record == nullptr) {
                 TPackRecord fresh;
@@ -559,13 +563,12 @@ TFileObj *TBankPackedFile::OpenBuffer(uint32_t hash, TPackRecord *record,
                 const int size = static_cast<int>(record->Size);
                 if ((size > 0 && buffer->GetBuffer() == nullptr) || buffer->Length() != size ||
                     !m_File.Seek(static_cast<int>(record->Offset), TFileObj::SeekStart) ||
-                    m_File.Read(buffer->GetBuffer(), size) != size) {
-                    delete buffer;
+                    m_File.Read(buffer->GetBuffer(), size) != size)
                     return nullptr;
-                }
                 (void)buffer->Seek(0, TFileObj::SeekStart); // a buffer seek cannot fail
             }
             m_OpenFiles.push_back(TOpenBuffer{buffer, hash});
+            owned.buffer = nullptr;
             return buffer;
         },
         static_cast<TFileObj *>(nullptr));

@@ -454,4 +454,40 @@ TEST(BankPackedFile, ReadingUnderAllocationFailuresLeaksNothing) {
     EXPECT_GT(n, 5);
 }
 
+TEST(BankPackedFile, AddingAFileUnderAllocationFailuresLeaksNothing) {
+    vlib::test::TTempDir dir;
+    const std::string pristine = dir.File("pristine");
+    const std::string base = dir.File("p");
+    {
+        TBankPackedFile pack;
+        ASSERT_TRUE(pack.Open(pristine.c_str(), false));
+        ASSERT_TRUE(Put(pack, "old/kept", "12345"));
+        ASSERT_TRUE(Put(pack, "new/first", "x")); // interns the directory, which lives to exit
+        ASSERT_TRUE(pack.Close());
+    }
+    vlib::test::TAllocatorFaultGuard guard;
+    auto &faults = GetAllocatorInstance().Faults();
+    int n = 1;
+    for (bool hit = true; hit; ++n) {
+        SCOPED_TRACE(n);
+        ASSERT_LT(n, 10000);
+        std::filesystem::copy_file(pristine + ".vrb", base + ".vrb",
+                                   std::filesystem::copy_options::overwrite_existing);
+        const size_t liveBefore = GetAllocatorInstance().GetLiveBlocks();
+        {
+            TBankPackedFile pack;
+            ASSERT_TRUE(pack.Open(base.c_str(), false));
+            faults.Arm(static_cast<uint64_t>(n));
+            const bool put = Put(pack, "new/second", "abc");
+            hit = faults.GetFailures() != 0;
+            faults.Disarm();
+            if (!hit)
+                EXPECT_TRUE(put);
+            (void)pack.Close();
+        }
+        EXPECT_EQ(GetAllocatorInstance().GetLiveBlocks(), liveBefore);
+    }
+    EXPECT_GT(n, 2);
+}
+
 } // namespace
