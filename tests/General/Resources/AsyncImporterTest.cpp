@@ -27,8 +27,6 @@ namespace {
 
 using vlib::detail::TResourceAccess;
 
-std::atomic<int> gDeleted{0};
-
 class TQueuedResource : public TResource {
 public:
     TError LoadAscii(TFileObj *) override { return TError::kSuccess; }
@@ -40,24 +38,7 @@ public:
     std::atomic<int> loads{0};
 };
 
-class TQueuedResourceFactory : public TResourceFactory {
-public:
-    TResource *New() override { return new TQueuedResource; }
-    void Delete(TResource *resource) override {
-        if (resource != nullptr)
-            ++gDeleted;
-        delete resource;
-    }
-    uint32_t GetID() override { return TResource::StrToID("TQueuedResource"); }
-    TStringInt<TDynamicStringAllocationStrategy> GetName() override { return "TQueuedResource"; }
-    uint32_t GetVersion(bool) override { return 0; }
-    bool HasVersionedSource() override { return false; }
-    bool CanLoadSource() override { return true; }
-    bool CanCompile() override { return false; }
-    bool HasDependencies() override { return false; }
-};
-
-TQueuedResourceFactory gFactory;
+vlib::test::TTestFactory<TQueuedResource> gFactory{"TQueuedResource"};
 TResourceFactory *TQueuedResource::GetFactory() {
     return &gFactory;
 }

@@ -8,14 +8,13 @@
 
 #include "General/Resources/Detail/ResourceAccess.h"
 #include "General/Resources/ResourceFactory.h"
+#include "ResourceTestTypes.h"
 
 using vlib::detail::TResourceAccess;
 using vlib::detail::TResourceBankLink;
 using TString = TStringInt<TDynamicStringAllocationStrategy>;
 
 namespace {
-
-int gDeleted = 0;
 
 class TTestResource : public TResource {
 public:
@@ -26,24 +25,7 @@ public:
     TResourceFactory *GetFactory() override;
 };
 
-class TTestResourceFactory : public TResourceFactory {
-public:
-    TResource *New() override { return new TTestResource; }
-    void Delete(TResource *resource) override {
-        if (resource != nullptr)
-            ++gDeleted;
-        delete resource;
-    }
-    uint32_t GetID() override { return TResource::StrToID("TTestResource"); }
-    TString GetName() override { return "TTestResource"; }
-    uint32_t GetVersion(bool) override { return 0; }
-    bool HasVersionedSource() override { return false; }
-    bool CanLoadSource() override { return true; }
-    bool CanCompile() override { return false; }
-    bool HasDependencies() override { return false; }
-};
-
-TTestResourceFactory gFactory;
+vlib::test::TTestFactory<TTestResource> gFactory{"TTestResource"};
 TResourceFactory *TTestResource::GetFactory() {
     return &gFactory;
 }
@@ -107,7 +89,7 @@ private:
 class ResourceWithBank : public ::testing::Test {
 protected:
     void SetUp() override {
-        gDeleted = 0;
+        gFactory.Deleted = 0;
         m_Bank.id = TResource::StrToID("textures/stone");
         m_Bank.entry.tag = "textures/stone";
         m_Bank.entry.source = "data/textures/stone.tga";
@@ -182,22 +164,22 @@ TEST(Resource, CopyTakesEveryFieldAsItStands) {
 }
 
 TEST(Resource, ReleaseOfAnOrphanGoesToItsFactory) {
-    gDeleted = 0;
+    gFactory.Deleted = 0;
     TResource *resource = gFactory.New();
     EXPECT_EQ(resource->AcquireRef("second"), resource);
     EXPECT_EQ(resource->ReleaseRef("second"), resource);
-    EXPECT_EQ(gDeleted, 0);
+    EXPECT_EQ(gFactory.Deleted, 0);
     EXPECT_EQ(resource->ReleaseRef("creator"), nullptr);
-    EXPECT_EQ(gDeleted, 1);
+    EXPECT_EQ(gFactory.Deleted, 1);
 }
 
 TEST(Resource, ReleaseBeyondZeroIsRefused) {
-    gDeleted = 0;
+    gFactory.Deleted = 0;
     TResource *resource = gFactory.New();
     TResourceAccess::SetRefCount(*resource, 0); // as an import that counts no reference
     EXPECT_EQ(resource->ReleaseRef(), resource);
     EXPECT_EQ(resource->GetRefCount(), 0u);
-    EXPECT_EQ(gDeleted, 0);
+    EXPECT_EQ(gFactory.Deleted, 0);
     gFactory.Delete(resource);
 }
 
@@ -215,7 +197,7 @@ TEST_F(ResourceWithBank, ReleaseWithHoldersLeftKeepsTheTie) {
     EXPECT_EQ(m_Bank.entry.resource, resource);
     EXPECT_EQ(m_Bank.detaches, 0);
     EXPECT_EQ(resource->ReleaseRef(), nullptr);
-    EXPECT_EQ(gDeleted, 1);
+    EXPECT_EQ(gFactory.Deleted, 1);
     EXPECT_EQ(m_Bank.detaches, 1);
     EXPECT_EQ(m_Bank.entry.resource, nullptr);
 }
@@ -247,7 +229,7 @@ TEST_F(ResourceWithBank, OrphanCutsTheBankOut) {
     EXPECT_EQ(resource->GetBankEntry(), nullptr);
     EXPECT_EQ(resource->ReleaseRef(), nullptr);
     EXPECT_EQ(m_Bank.detaches, 0);
-    EXPECT_EQ(gDeleted, 1);
+    EXPECT_EQ(gFactory.Deleted, 1);
 }
 
 TEST_F(ResourceWithBank, DestructionOutsideReleaseDetaches) {

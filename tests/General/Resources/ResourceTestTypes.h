@@ -3,6 +3,7 @@
 // and helpers that write resource trees into a store and watch the notifications.
 #pragma once
 
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -25,7 +26,11 @@ template <class T> class TTestFactory : public TResourceFactory {
 public:
     explicit TTestFactory(const char *name) : m_Name(name) {}
     TResource *New() override { return new T; }
-    void Delete(TResource *resource) override { delete resource; }
+    void Delete(TResource *resource) override {
+        if (resource != nullptr)
+            ++Deleted;
+        delete resource;
+    }
     uint32_t GetID() override { return StrToID(m_Name); }
     TDynamicString GetName() override { return m_Name; }
     uint32_t GetVersion(bool ascii) override { return ascii ? 3 : 7; }
@@ -37,6 +42,8 @@ public:
     bool VersionedSource = false;
     bool Compile = true;
     bool Dependencies = true;
+    /// Objects this factory has deleted; atomic, as the importer thread may delete.
+    std::atomic<int> Deleted{0};
 
 private:
     const char *m_Name;
